@@ -1,0 +1,79 @@
+# Everyday entry points. Each target installs what is missing first, so a fresh Debian machine
+# needs nothing but this checkout.
+#
+#   make demo       build and run the emulated-unit demo, writes out/receipt.png
+#   make test       warnings as errors, AddressSanitizer + UndefinedBehaviorSanitizer, ctest
+#   make tsan       the suites under ThreadSanitizer
+#   make bench      Google Benchmark programs, optimised build
+#   make fuzz       libFuzzer targets for FUZZ_SECONDS each (clang)
+#   make coverage   line coverage of the suites with gcovr
+#   make format     clang-format every source file
+
+JOBS ?= $(shell nproc)
+FUZZ_SECONDS ?= 60
+BENCH_ARGS ?=
+CMAKE ?= cmake
+
+SOURCES = $(shell git ls-files '*.cpp' '*.hpp' '*.c' '*.h' 2>/dev/null)
+
+.PHONY: all deps demo test tsan bench fuzz coverage format clean
+
+all: test
+
+deps:
+	@bash scripts/install-deps.sh
+
+build/release/CMakeCache.txt: | deps
+	$(CMAKE) -S . -B build/release -DCMAKE_BUILD_TYPE=Release -DVANTO_BUILD_TESTS=OFF \
+		-DVANTO_BUILD_BENCH=ON
+
+demo: deps build/release/CMakeCache.txt
+	$(CMAKE) --build build/release -j $(JOBS) --target vanto
+	build/release/cli/vanto demo --out out
+
+test: deps
+	$(CMAKE) -S . -B build/test -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" \
+		-DCMAKE_C_FLAGS_DEBUG="-g -O1" -DVANTO_WARNINGS_AS_ERRORS=ON \
+		-DVANTO_SANITIZE=address,undefined -DVANTO_BUILD_BENCH=ON
+	$(CMAKE) --build build/test -j $(JOBS)
+	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
+		ctest --test-dir build/test --output-on-failure -j $(JOBS)
+
+tsan: deps
+	$(CMAKE) -S . -B build/tsan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" \
+		-DCMAKE_C_FLAGS_DEBUG="-g -O1" -DVANTO_SANITIZE=thread -DVANTO_BUILD_TOOLS=ON
+	$(CMAKE) --build build/tsan -j $(JOBS)
+	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+		ctest --test-dir build/tsan --output-on-failure -j $(JOBS) -E '^consumer_'
+
+bench: deps build/release/CMakeCache.txt
+	$(CMAKE) --build build/release -j $(JOBS)
+	@for b in build/release/bench/bench_*; do \
+		echo "== $$b"; $$b --benchmark_counters_tabular=true $(BENCH_ARGS) || exit 1; \
+	done
+
+fuzz: deps
+	CC=clang CXX=clang++ $(CMAKE) -S . -B build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+		-DVANTO_BUILD_FUZZ=ON -DVANTO_BUILD_TESTS=OFF -DVANTO_SANITIZE=address,undefined
+	$(CMAKE) --build build/fuzz -j $(JOBS)
+	@mkdir -p build/fuzz/corpus
+	@for f in build/fuzz/fuzz/fuzz_*; do \
+		name=$$(basename $$f); mkdir -p build/fuzz/corpus/$$name; \
+		echo "== $$name for $(FUZZ_SECONDS) s"; \
+		$$f -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 build/fuzz/corpus/$$name \
+			2>build/fuzz/$$name.log || { tail -40 build/fuzz/$$name.log; exit 1; }; \
+		grep -E 'stat::number_of_executed_units|stat::average_exec_per_sec' build/fuzz/$$name.log; \
+	done
+
+coverage: deps
+	$(CMAKE) -S . -B build/coverage -DCMAKE_BUILD_TYPE=Debug -DVANTO_COVERAGE=ON
+	$(CMAKE) --build build/coverage -j $(JOBS)
+	ctest --test-dir build/coverage -j $(JOBS) -E '^consumer_'
+	gcovr --root . --filter 'vantoconnect/' --filter 'emulator/' --filter 'cli/' \
+		--exclude-unreachable-branches --print-summary build/coverage
+
+format:
+	clang-format -i $(SOURCES)
+
+clean:
+	rm -rf build out
