@@ -10,7 +10,7 @@
 namespace vantoconnect {
 
 class Result {
-public:
+  public:
     static Result success() { return Result(std::nullopt); }
     static Result failure(std::error_code error) { return Result(error); }
 
@@ -19,7 +19,7 @@ public:
     // The error of a failure; absent for success.
     const std::optional<std::error_code>& error() const noexcept { return mError; }
 
-private:
+  private:
     explicit Result(std::optional<std::error_code> error) : mError(error) {}
 
     std::optional<std::error_code> mError;

@@ -4,8 +4,7 @@
 
 namespace vantoconnect {
 
-VantoError::VantoError(Kind kind, std::string message)
-    : mKind(kind), mMessage(std::move(message)) {
+VantoError::VantoError(Kind kind, std::string message) : mKind(kind), mMessage(std::move(message)) {
     mDescription = mKind == Kind::GENERIC ? "GENERIC(message: \"" + mMessage + "\")"
                                           : std::string("PRINTER_NOT_RESPONDING");
 }

@@ -10,7 +10,7 @@ namespace vantoconnect {
 //   GENERIC                - opening a connection or sending failed; message() says why
 //   PRINTER_NOT_RESPONDING - the printer queue gave up on a receipt
 class VantoError : public std::exception {
-public:
+  public:
     enum class Kind : std::int64_t { GENERIC, PRINTER_NOT_RESPONDING };
 
     static VantoError GENERIC(std::string message);
@@ -25,7 +25,8 @@ public:
 
     // How the value prints: GENERIC(message: "...") or PRINTER_NOT_RESPONDING.
     const std::string& description() const noexcept { return mDescription; }
-    // The platform's default text: "The operation couldn’t be completed. (vantoconnect.VantoError error N.)"
+    // The platform's default text: "The operation couldn’t be completed. (vantoconnect.VantoError
+    // error N.)"
     std::string localizedDescription() const;
 
     const char* what() const noexcept override { return mDescription.c_str(); }
@@ -34,7 +35,7 @@ public:
         return mKind == other.mKind && mMessage == other.mMessage;
     }
 
-private:
+  private:
     VantoError(Kind kind, std::string message);
 
     Kind mKind;

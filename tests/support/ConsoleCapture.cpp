@@ -13,7 +13,9 @@ ConsoleCapture::ConsoleCapture() {
     });
 }
 
-ConsoleCapture::~ConsoleCapture() { setConsoleSink({}); }
+ConsoleCapture::~ConsoleCapture() {
+    setConsoleSink({});
+}
 
 std::vector<std::string> ConsoleCapture::lines() const {
     std::lock_guard<std::mutex> lock(mMutex);

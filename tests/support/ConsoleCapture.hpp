@@ -11,7 +11,7 @@
 namespace vantoconnect::testing {
 
 class ConsoleCapture {
-public:
+  public:
     ConsoleCapture();
     ~ConsoleCapture();
     ConsoleCapture(const ConsoleCapture&) = delete;
@@ -23,7 +23,7 @@ public:
     bool contains(std::string_view line) const { return count(line) > 0; }
     void clear();
 
-private:
+  private:
     mutable std::mutex mMutex;
     std::vector<std::string> mLines;
 };

@@ -12,7 +12,11 @@ namespace vantoconnect {
 using Bytes = std::vector<std::int8_t>;
 using UBytes = std::vector<std::uint8_t>;
 
-inline UBytes toUnsignedBytes(const Bytes& bytes) { return UBytes(bytes.begin(), bytes.end()); }
-inline Bytes toSignedBytes(const UBytes& bytes) { return Bytes(bytes.begin(), bytes.end()); }
+inline UBytes toUnsignedBytes(const Bytes& bytes) {
+    return UBytes(bytes.begin(), bytes.end());
+}
+inline Bytes toSignedBytes(const UBytes& bytes) {
+    return Bytes(bytes.begin(), bytes.end());
+}
 
 }  // namespace vantoconnect

@@ -4,7 +4,9 @@
 
 namespace vantoconnect {
 
-void fatalError(std::string_view message) { throw FatalError(std::string(message)); }
+void fatalError(std::string_view message) {
+    throw FatalError(std::string(message));
+}
 
 namespace {
 template <typename Narrow>
@@ -20,10 +22,18 @@ Narrow narrowChecked(std::int64_t value) {
 }
 }  // namespace
 
-std::int8_t toInt8Checked(std::int64_t value) { return narrowChecked<std::int8_t>(value); }
-std::int16_t toInt16Checked(std::int64_t value) { return narrowChecked<std::int16_t>(value); }
-std::int32_t toInt32Checked(std::int64_t value) { return narrowChecked<std::int32_t>(value); }
-std::uint8_t toUInt8Checked(std::int64_t value) { return narrowChecked<std::uint8_t>(value); }
+std::int8_t toInt8Checked(std::int64_t value) {
+    return narrowChecked<std::int8_t>(value);
+}
+std::int16_t toInt16Checked(std::int64_t value) {
+    return narrowChecked<std::int16_t>(value);
+}
+std::int32_t toInt32Checked(std::int64_t value) {
+    return narrowChecked<std::int32_t>(value);
+}
+std::uint8_t toUInt8Checked(std::int64_t value) {
+    return narrowChecked<std::uint8_t>(value);
+}
 
 std::int64_t toInt64Checked(double value) {
     if (!std::isfinite(value)) {

@@ -18,7 +18,7 @@
 namespace vantoconnect {
 
 class FatalError : public std::logic_error {
-public:
+  public:
     using std::logic_error::logic_error;
 };
 
