@@ -1,0 +1,70 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace vantoconnect {
+
+class VantoPrinterCallback;
+class VantoPrinterController;
+class VantoReceipt;
+
+// Receipts waiting to be printed, with the callback of each.
+//
+// The waiting receipts, their callbacks and the poll counter belong to the whole process: every
+// PrinterQueue instance shares them. A submission schedules a poll 0.1 s later on the
+// process-wide timer thread; while receipts wait, each poll schedules the next 2.0 s later. Every
+// submission starts its own chain of polls, so submissions in quick succession poll more often.
+//
+// A poll that finds the queue empty, a transmission under way or the printer busy counts as
+// unavailable. Unavailable polls accumulate across receipts and are reset only by a give-up:
+// the 31st since the last give-up drops the head receipt with PRINTER_NOT_RESPONDING. A give-up
+// that finds no receipt to drop stops the process (FatalError) rather than drop one that was
+// never there.
+class PrinterQueue {
+  public:
+    explicit PrinterQueue(std::shared_ptr<VantoPrinterController> controller);
+
+    // A receipt's transmission is under way; set and cleared by the printer controller.
+    static std::atomic<bool> IS_PRINTING;
+
+    void addToQueue(std::shared_ptr<VantoReceipt> receipt);
+    // An absent callback is replaced by a StubPrinterCallback.
+    void addToQueue(std::shared_ptr<VantoReceipt> receipt,
+                    std::shared_ptr<VantoPrinterCallback> callback);
+
+    // One poll; the timers call it on the timer thread.
+    void runPrintingRoutine();
+
+    // Multiplies the 0.1 s and 2.0 s poll intervals; 1.0 unless a test shortens the waits.
+    static void setTimerIntervalScale(double scale);
+    static double getTimerIntervalScale();
+
+    // For tests only: waits until no poll is scheduled or running (at most `limit`), then
+    // empties the queue, zeroes the poll counter and clears IS_PRINTING. False when polls were
+    // still scheduled at the limit (the state is then left alone).
+    static bool resetForTesting(std::chrono::milliseconds limit = std::chrono::seconds(10));
+
+  private:
+    static constexpr double SUBMISSION_INTERVAL = 0.1;
+    static constexpr double RESCHEDULE_INTERVAL = 2.0;
+
+    void sendPrinterError();
+    void countUnavailablePoll();
+    void schedule(double interval) const;
+
+    std::shared_ptr<VantoPrinterController> vantoPrinterController;
+
+    // Guards the three fields below; never held while the controller or a callback runs.
+    static std::mutex STATE_MUTEX;
+    static std::vector<std::shared_ptr<VantoReceipt>> QUEUE;
+    static std::vector<std::shared_ptr<VantoPrinterCallback>> CALLBACK_QUEUE;
+    static std::int64_t numberOfRetries;
+    static constexpr std::int64_t MAX_NUM_RETRIES = 30;
+};
+
+}  // namespace vantoconnect

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+namespace vantoconnect {
+
+class GenericConnectionManager;
+class LinkEncoder;
+class ORBAMessage;
+
+// Diagnostic and cosmetic LEDs. Fire and forget: no answer is awaited and nothing is reported.
+class VantoLedController {
+  public:
+    explicit VantoLedController(
+        std::shared_ptr<GenericConnectionManager> abstractConnectionManager);
+    ~VantoLedController();
+    VantoLedController(const VantoLedController&) = delete;
+    VantoLedController& operator=(const VantoLedController&) = delete;
+
+    // position: a VantoDiagnosticLEDS value; color: an LED_ value of VantoColorCodes, passed on
+    // unchecked (OrbaIOState::NA_NUMBER leaves the LED alone). A position of 32 or more stops
+    // the process.
+    void setDiagnosticLed(std::int64_t position, std::int64_t color);
+    // color: a COSMETIC_ value of VantoColorCodes; any other value sends an empty change.
+    void setCosmeticLedCol(std::int64_t color);
+
+  private:
+    void writeFrame(const ORBAMessage& message);
+
+    std::shared_ptr<GenericConnectionManager> mPort;
+    // One encoder for every request; encoding runs on the caller's thread, so it is locked.
+    std::unique_ptr<LinkEncoder> linkEncoder;
+    std::mutex encoderMutex;
+};
+
+}  // namespace vantoconnect
