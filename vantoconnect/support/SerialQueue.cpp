@@ -15,8 +15,8 @@ struct SerialQueue::Context {
 };
 
 SerialQueue::SerialQueue(std::string label)
-    : mLabel(std::move(label)), mContext(std::make_unique<Context>()) {
-    mThread = std::thread([context = mContext.get()] { context->io.run(); });
+    : mLabel(std::move(label)), mContext(std::make_shared<Context>()) {
+    mThread = std::thread([context = mContext] { context->io.run(); });
 }
 
 SerialQueue::~SerialQueue() {

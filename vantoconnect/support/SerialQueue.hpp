@@ -32,7 +32,9 @@ class SerialQueue {
     struct Context;
 
     std::string mLabel;
-    std::unique_ptr<Context> mContext;
+    // Shared with the thread, so that a queue destroyed from one of its own work items (the last
+    // owner of the queue's owner let go there) leaves the context alive until run() returns.
+    std::shared_ptr<Context> mContext;
     std::thread mThread;
 };
 
