@@ -7,25 +7,20 @@ namespace vantoconnect {
 namespace {
 
 using testing::fatalMessage;
+using testing::slice;
 using testing::wire;
 
-TEST(MessageHeader, UsualConstructorSizesAndAddressesFromHost) {
+TEST(MessageHeader, ConstructorsSizeAndAddress) {
     ORBAMessage empty(ORBAMessage::GETPCONTROL, 0, true, 0);
     EXPECT_EQ(empty.payload, wire({0x00, 0x02, 0x61, 0x00}));
-    EXPECT_EQ(empty.sizeInBytes, 4);
     EXPECT_TRUE(empty.isWellFormed());
     EXPECT_TRUE(empty.getMessageSpecificContent().empty());
+    EXPECT_EQ(ORBAMessage(ORBAMessage::SWITCHDATA, 5, false, 18).payload[3],
+              static_cast<std::int8_t>(0x85));
 
-    ORBAMessage reply(ORBAMessage::SWITCHDATA, 5, false, 18);
-    EXPECT_EQ(reply.getActualLength(), 22);
-    EXPECT_EQ(reply.getMessageSpecificContent(), Bytes(18, 0));
-    EXPECT_EQ(reply.payload[3], static_cast<std::int8_t>(0x85));
-}
-
-TEST(MessageHeader, ChannelFirstConstructorIsOneByteShort) {
-    ORBAMessage m(5, ORBAMessage::SETIOSTATE, 2, true, 3);
-    EXPECT_EQ(m.payload, wire({0x05, 0x18, 0x49, 0x02, 0x00, 0x00}));
-    // With no content there is no room for the tag byte.
+    // The channel-first form makes one byte fewer than header plus content.
+    EXPECT_EQ(ORBAMessage(5, ORBAMessage::SETIOSTATE, 2, true, 3).payload,
+              wire({0x05, 0x18, 0x49, 0x02, 0x00, 0x00}));
     EXPECT_EQ(fatalMessage([] { ORBAMessage(5, 0x49, 0, true, 0); }), fatal::INDEX_OUT_OF_RANGE);
 }
 
@@ -35,31 +30,20 @@ TEST(MessageHeader, NodesReadBackAsSignedNibbles) {
     EXPECT_EQ(m.getDestChannel(), 0);
     EXPECT_EQ(m.getSourceNode(), -1);
     EXPECT_EQ(m.getSourceChannel(), 3);
-
-    for (std::int8_t node = 0; node < 8; ++node) {
-        m.setDestNode(node);
-        m.setSourceNode(node);
-        EXPECT_EQ(m.getDestNode(), node);
-        EXPECT_EQ(m.getSourceNode(), node);
-    }
-    // Only the low nibble of a node is used, and the channel beside it is kept.
-    m.setDestNode(0x19);
-    EXPECT_EQ(m.payload[0], static_cast<std::int8_t>(0x90));
+    // Only the low nibble of a node is used; the channel beside it is kept.
+    m.setSourceNode(0x17);
     EXPECT_EQ(m.payload[1], 0x73);
+    EXPECT_EQ(m.getSourceNode(), 7);
 }
 
 TEST(MessageHeader, ChannelSetterSpillsHighBitsIntoNode) {
     ORBAMessage m(wire({0x00, 0x00, 0x00, 0x00}));
     m.setDestChannel(0x12);
-    EXPECT_EQ(m.payload[0], 0x12);
     EXPECT_EQ(m.getDestNode(), 1);
     EXPECT_EQ(m.getDestChannel(), 2);
     // The old channel is cleared first; the node is kept.
     m.setDestChannel(0x0C);
     EXPECT_EQ(m.payload[0], 0x1C);
-    m.setSourceNode(1);
-    m.setSourceChannel(-1);
-    EXPECT_EQ(m.payload[1], static_cast<std::int8_t>(0xFF));
 }
 
 TEST(MessageHeader, TagsAccumulateAndCommandLooksAtTag) {
@@ -71,18 +55,17 @@ TEST(MessageHeader, TagsAccumulateAndCommandLooksAtTag) {
     m.setTag(0x1F);
     EXPECT_EQ(m.payload[3], 0x0F);
 
-    ORBAMessage r(wire({0, 0, 0, 0}));
     const struct {
         int tagByte;
         bool command;
     } cases[] = {{0x00, true}, {0x80, true}, {0x01, false}, {0x81, false}, {0x10, false}};
     for (const auto& c : cases) {
-        r.payload[3] = static_cast<std::int8_t>(c.tagByte);
+        ORBAMessage r(wire({0, 0, 0, c.tagByte}));
         EXPECT_EQ(r.isCommand(), c.command) << c.tagByte;
         EXPECT_EQ(r.messageType(), c.command ? "command" : "response") << c.tagByte;
     }
 
-    r.payload[3] = 0x05;
+    ORBAMessage r(wire({0, 0, 0, 0x05}));
     r.setCommand(false);
     EXPECT_EQ(r.payload[3], static_cast<std::int8_t>(0x85));
     r.setCommand(true);
@@ -109,25 +92,14 @@ TEST(MessageSize, WellFormedOnlyFrom4To300Bytes) {
               fatal::NEGATIVE_COUNT);
 }
 
-TEST(MessageSize, CopiesAreIndependent) {
-    ORBAMessage original(wire({0x1C, 0x02, 0x4E, 0x00, 0x1B}));
-    ORBAMessage copy = original;
-    copy.setType(0x61);
-    copy.payload[4] = 0;
-    EXPECT_EQ(original.getType(), 0x4E);
-    EXPECT_EQ(original.getMessageSpecificContent(), wire({0x1B}));
-}
-
 TEST(PayloadValue, ReadsLittleEndianWithEachByteSigned) {
     const struct {
         Bytes bytes;
         std::int64_t value;
     } cases[] = {
-        {wire({0x01, 0x00, 0x00, 0x00}), 1},
         {wire({0x00, 0x01, 0x00, 0x00}), 256},
         {wire({0x78, 0x56, 0x34, 0x12}), 0x12345678},
         {wire({0xFF, 0x00, 0x00, 0x00}), -1},
-        {wire({0x80, 0x00, 0x00, 0x00}), -128},
         {wire({0x00, 0x00, 0x00, 0x80}), -2147483648LL},
         // Each byte borrows from the one above, unlike a plain 32-bit read (which gives -1).
         {wire({0xFF, 0xFF, 0xFF, 0xFF}), -16843009},
@@ -144,21 +116,18 @@ TEST(PayloadValue, ReadsLittleEndianWithEachByteSigned) {
 TEST(PayloadValue, WritesOnlyBytesBelow0x80) {
     ORBAMessage m(ORBAMessage::SETIOSTATE, 0, true, 8);
     m.put32BitPayloadValue(4, 0x7F7F7F7F);
-    EXPECT_EQ(m.getMessageSpecificContent(), wire({0, 0, 0, 0, 0x7F, 0x7F, 0x7F, 0x7F}));
     EXPECT_EQ(m.get32BitPayloadValue(4), 0x7F7F7F7F);
-
     EXPECT_EQ(fatalMessage([&] { m.put32BitPayloadValue(0, 0x80); }), fatal::NOT_ENOUGH_BITS);
     EXPECT_EQ(fatalMessage([&] { m.put32BitPayloadValue(0, -1); }), fatal::NOT_ENOUGH_BITS);
 
     // The bytes before the unstorable one stay written; those after it are untouched.
     m.put32BitPayloadValue(0, 0x55555555);
     EXPECT_EQ(fatalMessage([&] { m.put32BitPayloadValue(0, 0x00800201); }), fatal::NOT_ENOUGH_BITS);
-    EXPECT_EQ(testing::slice(m.getMessageSpecificContent(), 0, 4), wire({0x01, 0x02, 0x55, 0x55}));
-
-    // Writing past the end stops at the first missing byte, after writing those that fit.
+    // Past the end, the bytes that fit are written before the stop.
     EXPECT_EQ(fatalMessage([&] { m.put32BitPayloadValue(6, 0x01010101); }),
               fatal::INDEX_OUT_OF_RANGE);
-    EXPECT_EQ(testing::slice(m.getMessageSpecificContent(), 4, 4), wire({0x7F, 0x7F, 0x01, 0x01}));
+    EXPECT_EQ(m.getMessageSpecificContent(),
+              wire({0x01, 0x02, 0x55, 0x55, 0x7F, 0x7F, 0x01, 0x01}));
 }
 
 }  // namespace
