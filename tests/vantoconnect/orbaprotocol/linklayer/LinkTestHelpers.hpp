@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+
+#include "vantoconnect/orbaprotocol/linklayer/ByteLump.hpp"
+#include "vantoconnect/support/Bytes.hpp"
+#include "vantoconnect/support/Fatal.hpp"
+
+namespace vantoconnect::linktest {
+
+// Byte values written as they appear on the wire, 0x00..0xFF.
+inline Bytes wire(std::initializer_list<int> values) {
+    Bytes out;
+    for (int v : values) {
+        out.push_back(static_cast<std::int8_t>(v));
+    }
+    return out;
+}
+
+inline Bytes concat(Bytes a, const Bytes& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+// The message of the fatal error f raises, or a marker when it returns normally.
+template <typename F>
+std::string fatalMessage(F&& f) {
+    try {
+        f();
+    } catch (const FatalError& e) {
+        return e.what();
+    }
+    return "<no fatal error>";
+}
+
+}  // namespace vantoconnect::linktest

@@ -1,0 +1,209 @@
+#include "vantoconnect/orbaprotocol/linklayer/CRC.hpp"
+
+#include <array>
+#include <atomic>
+#include <cstring>
+
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#define VANTO_CRC_HAVE_CLMUL 1
+#endif
+
+namespace vantoconnect {
+
+namespace {
+
+constexpr std::uint32_t POLY = 0x1021;
+
+// TABLES[k][b]: the check value of byte b followed by k zero bytes, starting from 0. Sixteen
+// of them let sixteen input bytes be folded into the value with independent lookups.
+using SliceTables = std::array<std::array<std::uint16_t, 256>, 16>;
+
+constexpr SliceTables makeTables() {
+    SliceTables t{};
+    for (std::uint32_t b = 0; b < 256; ++b) {
+        std::uint32_t v = b << 8;
+        for (int bit = 0; bit < 8; ++bit) {
+            v = (v & 0x8000) ? ((v << 1) ^ POLY) : (v << 1);
+        }
+        t[0][b] = static_cast<std::uint16_t>(v);
+    }
+    for (std::size_t k = 1; k < 16; ++k) {
+        for (std::size_t b = 0; b < 256; ++b) {
+            const std::uint16_t prev = t[k - 1][b];
+            t[k][b] = static_cast<std::uint16_t>((prev << 8) ^ t[0][prev >> 8]);
+        }
+    }
+    return t;
+}
+
+constexpr SliceTables TABLES = makeTables();
+
+inline std::uint16_t tableByte(std::uint16_t crc, std::uint8_t b) {
+    return static_cast<std::uint16_t>((crc << 8) ^ TABLES[0][(crc >> 8) ^ b]);
+}
+
+std::uint16_t portableBulk(std::uint16_t crc, const std::uint8_t* p, std::size_t n) {
+    while (n >= 16) {
+        // The running value enters as if XORed into the first two bytes of the block.
+        crc = static_cast<std::uint16_t>(
+            TABLES[15][p[0] ^ (crc >> 8)] ^ TABLES[14][p[1] ^ (crc & 0xFF)] ^ TABLES[13][p[2]] ^
+            TABLES[12][p[3]] ^ TABLES[11][p[4]] ^ TABLES[10][p[5]] ^ TABLES[9][p[6]] ^
+            TABLES[8][p[7]] ^ TABLES[7][p[8]] ^ TABLES[6][p[9]] ^ TABLES[5][p[10]] ^
+            TABLES[4][p[11]] ^ TABLES[3][p[12]] ^ TABLES[2][p[13]] ^ TABLES[1][p[14]] ^
+            TABLES[0][p[15]]);
+        p += 16;
+        n -= 16;
+    }
+    while (n-- > 0) {
+        crc = tableByte(crc, *p++);
+    }
+    return crc;
+}
+
+#ifdef VANTO_CRC_HAVE_CLMUL
+
+// x^n mod P(x), for the fold distances below.
+constexpr std::uint64_t xPowerModPoly(unsigned n) {
+    std::uint32_t r = 1;
+    for (unsigned i = 0; i < n; ++i) {
+        r <<= 1;
+        if (r & 0x10000) {
+            r ^= 0x10000 | POLY;
+        }
+    }
+    return r;
+}
+
+// Below this many bytes the fold's set-up costs more than the table saves.
+constexpr std::size_t CLMUL_MIN_BYTES = 64;
+
+#define VANTO_CLMUL_TARGET __attribute__((target("pclmul,sse4.1")))
+
+VANTO_CLMUL_TARGET inline __m128i loadReversed(const std::uint8_t* q) {
+    const __m128i reverse = _mm_set_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+    return _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(q)), reverse);
+}
+
+// lane * x^d + next, reduced to 80 bits: k holds x^(d+64) mod P high and x^d mod P low.
+VANTO_CLMUL_TARGET inline __m128i foldInto(__m128i lane, __m128i k, __m128i next) {
+    const __m128i high = _mm_clmulepi64_si128(lane, k, 0x11);
+    const __m128i low = _mm_clmulepi64_si128(lane, k, 0x00);
+    return _mm_xor_si128(_mm_xor_si128(high, low), next);
+}
+
+// Treats the data as one polynomial, first byte highest, and keeps four 128-bit lanes that
+// are congruent to it modulo P; each step moves a lane on by 512 bits and adds the next 64
+// bytes. The lanes are then folded into one 16-byte block with the same value modulo P,
+// whose check value the table finishes.
+VANTO_CLMUL_TARGET std::uint16_t carrylessBulk(std::uint16_t crc, const std::uint8_t* p,
+                                               std::size_t n) {
+    const __m128i reverse = _mm_set_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+    const __m128i fold512 = _mm_set_epi64x(static_cast<long long>(xPowerModPoly(576)),
+                                           static_cast<long long>(xPowerModPoly(512)));
+    const __m128i fold128 = _mm_set_epi64x(static_cast<long long>(xPowerModPoly(192)),
+                                           static_cast<long long>(xPowerModPoly(128)));
+
+    __m128i a0 = _mm_xor_si128(loadReversed(p),
+                               _mm_set_epi64x(static_cast<long long>(std::uint64_t{crc} << 48), 0));
+    __m128i a1 = loadReversed(p + 16);
+    __m128i a2 = loadReversed(p + 32);
+    __m128i a3 = loadReversed(p + 48);
+    p += 64;
+    n -= 64;
+    while (n >= 64) {
+        a0 = foldInto(a0, fold512, loadReversed(p));
+        a1 = foldInto(a1, fold512, loadReversed(p + 16));
+        a2 = foldInto(a2, fold512, loadReversed(p + 32));
+        a3 = foldInto(a3, fold512, loadReversed(p + 48));
+        p += 64;
+        n -= 64;
+    }
+    __m128i acc = foldInto(a0, fold128, a1);
+    acc = foldInto(acc, fold128, a2);
+    acc = foldInto(acc, fold128, a3);
+    while (n >= 16) {
+        acc = foldInto(acc, fold128, loadReversed(p));
+        p += 16;
+        n -= 16;
+    }
+    alignas(16) std::uint8_t block[16];
+    _mm_store_si128(reinterpret_cast<__m128i*>(block), _mm_shuffle_epi8(acc, reverse));
+    std::uint16_t out = portableBulk(0, block, 16);
+    return portableBulk(out, p, n);
+}
+
+const bool CARRYLESS_AVAILABLE =
+    __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("sse4.1");
+#else
+const bool CARRYLESS_AVAILABLE = false;
+#endif
+
+std::atomic<bool> portableForced{false};
+
+}  // namespace
+
+CRC::CRC() = default;
+
+void CRC::addToCRC(std::int8_t b) {
+    std::int64_t work = currentValue;
+    for (int i = 0; i < 8; ++i) {
+        const int mask = 0x80 >> i;
+        if ((b & mask) != 0) {
+            work ^= 0x8000;
+        }
+        // Shifting the unsigned pattern keeps the stray high bits harmless and defined.
+        const auto shifted = static_cast<std::int64_t>(static_cast<std::uint64_t>(work) << 1);
+        work = (work & 0x8000) != 0 ? (shifted ^ 0x1021) : shifted;
+    }
+    currentValue = static_cast<std::int16_t>(static_cast<std::uint16_t>(work & 0xFFFF));
+}
+
+void CRC::addToCRC(std::span<const std::int8_t> bytes) {
+    const auto* p = reinterpret_cast<const std::uint8_t*>(bytes.data());
+    const std::size_t n = bytes.size();
+    auto crc = static_cast<std::uint16_t>(currentValue);
+#ifdef VANTO_CRC_HAVE_CLMUL
+    if (n >= CLMUL_MIN_BYTES && CARRYLESS_AVAILABLE &&
+        !portableForced.load(std::memory_order_relaxed)) {
+        crc = carrylessBulk(crc, p, n);
+    } else {
+        crc = portableBulk(crc, p, n);
+    }
+#else
+    crc = portableBulk(crc, p, n);
+#endif
+    currentValue = static_cast<std::int16_t>(crc);
+}
+
+std::int8_t CRC::getUpperByte() const {
+    return static_cast<std::int8_t>(static_cast<std::uint16_t>(currentValue) >> 8);
+}
+
+std::int8_t CRC::getLowerByte() const {
+    return static_cast<std::int8_t>(currentValue & 0xFF);
+}
+
+void CRC::setUpperByte(std::int8_t b) {
+    const std::int64_t v = (currentValue & lsbMask) | (((b & lsbMask) << 8) & msbMask);
+    currentValue = static_cast<std::int16_t>(static_cast<std::uint16_t>(v & 0xFFFF));
+}
+
+void CRC::setLowerByte(std::int8_t b) {
+    const std::int64_t v = (currentValue & msbMask) | (b & lsbMask);
+    currentValue = static_cast<std::int16_t>(static_cast<std::uint16_t>(v & 0xFFFF));
+}
+
+bool CRC::equals(const CRC& c) const {
+    return currentValue == c.currentValue;
+}
+
+void CRC::forcePortableBulkPath(bool portable) {
+    portableForced.store(portable, std::memory_order_relaxed);
+}
+
+bool CRC::carrylessBulkPathAvailable() {
+    return CARRYLESS_AVAILABLE;
+}
+
+}  // namespace vantoconnect

@@ -1,0 +1,45 @@
+#pragma once
+
+// The 16-bit check value that protects every link frame: polynomial 0x1021, initial value 0,
+// most significant bit first, no reflection and no final XOR ("123456789" gives 0x31C3).
+// It also owns the link layer's byte constants, which encoder and decoder read from here.
+
+#include <cstdint>
+#include <span>
+
+namespace vantoconnect {
+
+class CRC {
+  public:
+    static constexpr std::int8_t STX = 0x02;
+    static constexpr std::int8_t DLE = 0x10;
+    static constexpr std::int8_t BIT6 = 0x40;
+
+    std::int64_t lsbMask = 0x00FF;
+    std::int64_t msbMask = 0xFF00;
+
+    CRC();
+
+    // Feeds one unescaped byte.
+    void addToCRC(std::int8_t b);
+    // Feeds a run of bytes; the result is the same as feeding them one at a time.
+    void addToCRC(std::span<const std::int8_t> bytes);
+
+    std::int8_t getUpperByte() const;
+    std::int8_t getLowerByte() const;
+    // Each setter replaces one byte of the value and keeps the other, so a pair of calls
+    // overwrites the whole value without a reset.
+    void setUpperByte(std::int8_t b);
+    void setLowerByte(std::int8_t b);
+    bool equals(const CRC& c) const;
+
+    // The bulk overload picks a carry-less multiply fold when the processor has one; tests and
+    // benchmarks pin the table path with this to measure or check it on its own.
+    static void forcePortableBulkPath(bool portable);
+    static bool carrylessBulkPathAvailable();
+
+  private:
+    std::int16_t currentValue = 0;
+};
+
+}  // namespace vantoconnect
