@@ -9,7 +9,7 @@ packages=(
     libasio-dev
     libvips-dev
     libicu-dev
-    libzint-dev
+    libzint-dev fonts-dejavu-core
     libcli11-dev
     nlohmann-json3-dev
     libgtest-dev libgmock-dev libbenchmark-dev

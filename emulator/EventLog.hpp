@@ -1,0 +1,54 @@
+#pragma once
+
+// Everything the unit receives and does, as JSON lines: appended to a file when one is given,
+// kept in memory for whoever drives the unit, and handed to an optional listener.
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace vantoemu {
+
+struct UnitEvent {
+    std::uint64_t sequence = 0;
+    std::string kind;
+    std::string json;  // the whole line, without its newline
+};
+
+class EventLog {
+  public:
+    // Events kept in memory; older ones stay in the file only.
+    static constexpr std::size_t MEMORY_LIMIT = 20000;
+
+    // An empty path keeps events in memory only. Throws std::runtime_error when the file
+    // cannot be opened.
+    explicit EventLog(const std::string& path);
+
+    void record(const std::string& kind, nlohmann::json fields = nlohmann::json::object());
+
+    std::vector<UnitEvent> events() const;
+    std::size_t count(const std::string& kind) const;
+    bool waitFor(const std::string& kind, std::size_t count,
+                 std::chrono::milliseconds timeout) const;
+    void setListener(std::function<void(const UnitEvent&)> listener);
+
+  private:
+    mutable std::mutex mMutex;
+    mutable std::condition_variable mChanged;
+    std::ofstream mFile;
+    std::deque<UnitEvent> mEvents;
+    std::map<std::string, std::size_t> mCounts;
+    std::uint64_t mSequence = 0;
+    std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
+    std::function<void(const UnitEvent&)> mListener;
+};
+
+}  // namespace vantoemu
