@@ -27,7 +27,7 @@ constexpr std::string_view CANVAS_OVERRUN = "Canvas overrun of incoming frame";
 constexpr std::string_view LENGTH_OUT_OF_CONTROL_1 = "LinkDec: lengthSize is out of control #1";
 constexpr std::string_view LENGTH_OUT_OF_CONTROL_2 = "LinkDec: lengthSize is out of control #2";
 
-inline bool isSpecial(std::int8_t b) {
+inline bool isFramingByte(std::int8_t b) {
     return b == CRC::STX || b == CRC::DLE;
 }
 
@@ -47,7 +47,7 @@ inline std::size_t plainRun(const std::int8_t* p, std::size_t count) {
         k += 16;
     }
 #endif
-    while (k < count && !isSpecial(p[k])) {
+    while (k < count && !isFramingByte(p[k])) {
         ++k;
     }
     return k;
@@ -147,7 +147,7 @@ std::size_t LinkDecoder16::takeDataRun(const std::int8_t* p, std::size_t count) 
         // Escaped bytes cluster in binary data; take whole pairs here rather than through the
         // state machine. A pair whose second byte is a start or escape byte is an error case
         // and is left to it.
-        while (k + 1 < count && p[k] == CRC::DLE && !isSpecial(p[k + 1])) {
+        while (k + 1 < count && p[k] == CRC::DLE && !isFramingByte(p[k + 1])) {
             storeDataByte(static_cast<std::int8_t>(p[k + 1] ^ CRC::BIT6));
             k += 2;
             if (usedCanvas == quotedLengthTot) {
@@ -155,7 +155,7 @@ std::size_t LinkDecoder16::takeDataRun(const std::int8_t* p, std::size_t count) 
                 return k;
             }
         }
-        if (k < count && isSpecial(p[k])) {
+        if (k < count && isFramingByte(p[k])) {
             return k;
         }
     }

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tests/vantoconnect/orbaprotocol/linklayer/LinkTestHelpers.hpp"
+#include "tests/vantoconnect/orbaprotocol/linklayer/LinkTestSupport.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/AbstractBLProducer.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/ByteLump.hpp"
 

@@ -4,7 +4,7 @@
 #include <span>
 #include <string_view>
 
-#include "tests/vantoconnect/orbaprotocol/linklayer/LinkTestHelpers.hpp"
+#include "tests/vantoconnect/orbaprotocol/linklayer/LinkTestSupport.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/CRC.hpp"
 
 namespace vantoconnect {

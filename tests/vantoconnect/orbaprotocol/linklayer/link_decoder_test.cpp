@@ -4,7 +4,7 @@
 #include <string>
 
 #include "tests/support/ConsoleCapture.hpp"
-#include "tests/vantoconnect/orbaprotocol/linklayer/LinkTestHelpers.hpp"
+#include "tests/vantoconnect/orbaprotocol/linklayer/LinkTestSupport.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkDecoder16.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkEncoder.hpp"
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/ConsoleCapture.hpp"
-#include "tests/vantoconnect/orbaprotocol/linklayer/LinkTestHelpers.hpp"
+#include "tests/vantoconnect/orbaprotocol/linklayer/LinkTestSupport.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/CRC.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkEncoder.hpp"
 
