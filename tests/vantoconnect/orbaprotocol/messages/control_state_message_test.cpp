@@ -109,7 +109,6 @@ TEST(SwitchData, ConstructorsFixTypeAndDirection) {
     EXPECT_EQ(pulse.toString(),
               "Switch data command (ByteLump, size 9, contents: 1c|02|4e|00|1b|70|00|ff|ff ) ");
 
-    EXPECT_EQ(SwitchDataMessage(Bytes{}).getActualLength(), 4);
     EXPECT_FALSE(SwitchDataMessage(Bytes(297, 0)).isWellFormed());
     pulse.setType(ORBAMessage::GETPCONTROL);
     EXPECT_FALSE(pulse.isWellFormed());

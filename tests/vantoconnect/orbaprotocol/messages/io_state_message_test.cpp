@@ -91,12 +91,6 @@ TEST(SetIOState, CosmeticFieldOverlapsNextLine) {
     m.setCosmeticLEDBitField(9, 0);
     EXPECT_EQ(valueBytes(m), wire({0x00, 0x00, 0x00, 0x00}));
     EXPECT_EQ(maskBytes(m), wire({0x00, 0x07, 0x00, 0x00}));
-
-    // Written downwards, the lower line's call clears the upper line's bit instead.
-    SetIOStateMessage down;
-    down.setCosmeticLEDBitField(9, 1);
-    down.setCosmeticLEDBitField(8, 0);
-    EXPECT_EQ(valueBytes(down), wire({0x00, 0x00, 0x00, 0x00}));
 }
 
 TEST(SetIOState, SolenoidIsBitTwelve) {
