@@ -1,0 +1,153 @@
+#include "vantoconnect/VantoPrinterController.hpp"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "vantoconnect/PrinterQueue.hpp"
+#include "vantoconnect/ReceiptComposer.hpp"
+#include "vantoconnect/VantoError.hpp"
+#include "vantoconnect/VantoMessageResponse.hpp"
+#include "vantoconnect/VantoPrinterCallback.hpp"
+#include "vantoconnect/VantoReceipt.hpp"
+#include "vantoconnect/connection/GenericConnectionManager.hpp"
+#include "vantoconnect/orbaprotocol/messages/MessageBuilder.hpp"
+#include "vantoconnect/orbaprotocol/messages/SwitchDataMessage.hpp"
+#include "vantoconnect/support/Console.hpp"
+#include "vantoconnect/support/Fatal.hpp"
+
+namespace vantoconnect {
+
+VantoPrinterController::VantoPrinterController(std::shared_ptr<GenericConnectionManager> mPort)
+    : mPort(std::move(mPort)) {}
+
+VantoPrinterController::~VantoPrinterController() = default;
+
+void VantoPrinterController::vantoprint(std::shared_ptr<VantoReceipt> receipt,
+                                        std::shared_ptr<VantoPrinterCallback> callback) {
+    PrinterQueue::IS_PRINTING.store(true);
+    notifyPrinterStarted(callback);
+    if (!receipt) {
+        fatalError(fatal::NIL_UNWRAP);
+    }
+    printGroups(ReceiptComposer().compose(*receipt), callback);
+}
+
+void VantoPrinterController::printGroups(const std::vector<Bytes>& groups,
+                                         const std::shared_ptr<VantoPrinterCallback>& callback) {
+    const std::vector<Bytes> packets = wrapContent(groups);
+    resetTagNumber();
+    for (const Bytes& packet : packets) {
+        sendToPrinterBuffer(packet, MessageBuilder::CHANNEL_UART1_PRINTER);
+    }
+    sendMessageFinished();
+    // Queued behind the writes above, so it runs once the connection has got
+    // through them.
+    mPort->getQueue().async([port = mPort.get(), callback] {
+        notifyPrinterCompleted(*port, callback);
+        PrinterQueue::IS_PRINTING.store(false);
+    });
+}
+
+std::vector<Bytes> VantoPrinterController::wrapContent(const std::vector<Bytes>& contents) const {
+    constexpr auto packetSize = static_cast<std::size_t>(PACKET_SIZE_TCP);
+    std::vector<Bytes> packets;
+    Bytes buffer(packetSize, 0);
+    std::size_t used = 0;
+    for (const Bytes& group : contents) {
+        if (group.empty()) {
+            fatalError(fatal::EMPTY_RANGE);
+        }
+        if (used + group.size() > packetSize) {
+            packets.emplace_back(buffer.begin(),
+                                 buffer.begin() + static_cast<std::ptrdiff_t>(used));
+            std::fill(buffer.begin(), buffer.end(), 0);
+            used = 0;
+        }
+        if (group.size() > packetSize) {
+            fatalError(fatal::INDEX_OUT_OF_RANGE);
+        }
+        std::copy(group.begin(), group.end(), buffer.begin() + static_cast<std::ptrdiff_t>(used));
+        used += group.size();
+    }
+    if (used > 0) {
+        packets.emplace_back(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(used));
+    }
+    return packets;
+}
+
+bool VantoPrinterController::isPrinterBusy() {
+    SwitchDataMessage message{Bytes{}};
+    const Bytes bytes = MessageBuilder(message)
+                            .withDestinyChannel(MessageBuilder::CHANNEL_UART1_PRINTER)
+                            .withDestinynode(MessageBuilder::NODE_VANTO_BRAIN_UNIT)
+                            .withType(MessageBuilder::GET_PORT_CONTROL_STATE_COMMAND)
+                            .withTagNumber(0)
+                            .build();
+    return mPort->writeAndResponse(bytes) != VantoMessageResponse::PRINTER_STATUS_OK;
+}
+
+void VantoPrinterController::printConfigPage() {
+    sendToPrinterBuffer(Bytes{0x1F, 0x74}, MessageBuilder::CHANNEL_UART1_PRINTER);
+    sendMessageFinished();
+}
+
+void VantoPrinterController::sendToPrinterBuffer(const Bytes& b, std::int8_t channel) {
+    SwitchDataMessage message{b};
+    const Bytes bytes = MessageBuilder(message)
+                            .withDestinyChannel(channel)
+                            .withDestinynode(MessageBuilder::NODE_VANTO_BRAIN_UNIT)
+                            .withTagNumber(getNextSequenceNumber())
+                            .build();
+    mPort->write(bytes, true);
+}
+
+void VantoPrinterController::sendMessageFinished() {
+    SwitchDataMessage message{Bytes{0x00}};
+    const Bytes bytes = MessageBuilder(message)
+                            .withDestinyChannel(MessageBuilder::CHANNEL_UART1_PRINTER)
+                            .withDestinynode(MessageBuilder::NODE_VANTO_BRAIN_UNIT)
+                            .withTagNumber(0)
+                            .build();
+    mPort->write(bytes, false);
+}
+
+std::int8_t VantoPrinterController::getNextSequenceNumber() {
+    // Tag 0 marks control messages, so data packets cycle through 1..15 only.
+    std::int8_t next = static_cast<std::int8_t>(tagNumber.load() + 1);
+    if (next > 15) {
+        next = 1;
+    }
+    tagNumber.store(next);
+    return next;
+}
+
+void VantoPrinterController::resetTagNumber() {
+    tagNumber.store(0);
+}
+
+void VantoPrinterController::notifyPrinterStarted(
+    const std::shared_ptr<VantoPrinterCallback>& callback) {
+    consoleLine("Printer started");
+    if (callback) {
+        callback->onPrinterStarted(mPort->getConnectionIPAddress());
+    }
+}
+
+void VantoPrinterController::notifyPrinterCompleted(
+    GenericConnectionManager& port, const std::shared_ptr<VantoPrinterCallback>& callback) {
+    consoleLine("Printer completed.");
+    if (callback) {
+        callback->onPrinterCompleted(port.getConnectionIPAddress());
+    }
+}
+
+void VantoPrinterController::notifyPrinterError(
+    const std::shared_ptr<VantoPrinterCallback>& callback, const VantoError& error) {
+    consoleLine("Printer error: " + error.description());
+    if (callback) {
+        callback->onPrinterError(error);
+    }
+}
+
+}  // namespace vantoconnect
