@@ -101,16 +101,5 @@ TEST(ResponseFraming, AFrameTooShortForAMessageHeaderIsFatal) {
     EXPECT_THROW(classify(frames({Bytes{0x02, 0x12, kSetIO}})), FatalError);
 }
 
-TEST(ResponseAcknowledgement, OnlyTheThreeAcknowledgingAnswersCount) {
-    const ResponseMatcher matcher;
-    for (int i = 0; i <= static_cast<int>(R::UNKNOWN); ++i) {
-        const auto r = static_cast<R>(i);
-        const bool expected =
-            r == R::PRINT_ACKNOWLEDGED || r == R::WIFI_ACKNOWLEDGED || r == R::IO_CHANGE_OK;
-        EXPECT_EQ(matcher.isAcknowledged(r), expected) << toString(r);
-    }
-    EXPECT_EQ(matcher.processSysInfo({1, 2, 3}), R::UNKNOWN);
-}
-
 }  // namespace
 }  // namespace vantoconnect
