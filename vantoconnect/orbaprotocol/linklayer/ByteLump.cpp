@@ -9,17 +9,17 @@ namespace vantoconnect {
 
 namespace {
 
-// Two digits per byte value, so a dump costs one table read per byte.
-constexpr std::array<char, 512> makeHexPairs() {
-    std::array<char, 512> table{};
+// Each byte value's two digits and the separator that follows them, padded to four bytes so
+// a dump is one unaligned four-byte store per byte.
+constexpr std::array<std::array<char, 4>, 256> makeHexCells() {
+    std::array<std::array<char, 4>, 256> table{};
     constexpr const char* digits = "0123456789abcdef";
-    for (int v = 0; v < 256; ++v) {
-        table[static_cast<std::size_t>(2 * v)] = digits[v >> 4];
-        table[static_cast<std::size_t>(2 * v + 1)] = digits[v & 0x0F];
+    for (std::size_t v = 0; v < 256; ++v) {
+        table[v] = {digits[v >> 4], digits[v & 0x0F], '|', '\0'};
     }
     return table;
 }
-constexpr std::array<char, 512> HEX_PAIRS = makeHexPairs();
+constexpr std::array<std::array<char, 4>, 256> HEX_CELLS = makeHexCells();
 
 constexpr std::string_view DUMP_PREFIX = "ByteLump, size ";
 constexpr std::string_view DUMP_CONTENTS = ", contents: ";
@@ -91,14 +91,15 @@ ByteLump::~ByteLump() = default;
 
 void ByteLump::copyFrom(const Bytes& b, std::int64_t startix, std::int64_t l) {
     sizeInBytes = l;
-    payload.assign(requireCount(l), 0);
+    const std::size_t count = requireCount(l);
     // The copy is over the closed range 0 ... l-1, so nothing to copy is an error too.
     requireRange(0, l - 1);
     const std::int64_t end = addChecked(startix, l);
     if (startix >= 0 && static_cast<std::uint64_t>(end) <= b.size()) {
-        std::memcpy(payload.data(), b.data() + startix, static_cast<std::size_t>(l));
+        payload.assign(b.begin() + startix, b.begin() + end);
         return;
     }
+    payload.assign(count, 0);
     for (std::int64_t k = 0; k < l; ++k) {
         payload[static_cast<std::size_t>(k)] = checkedAt(b, startix + k);
     }
@@ -124,8 +125,9 @@ void ByteLump::appendDump(std::string& out) const {
     const std::size_t available = count < payload.size() ? count : payload.size();
     const std::string size = std::to_string(sizeInBytes);
     const std::size_t start = out.size();
-    out.resize(start + DUMP_PREFIX.size() + size.size() + DUMP_CONTENTS.size() + 3 * available -
-               (available > 0 ? 1 : 0));
+    const std::size_t head = DUMP_PREFIX.size() + size.size() + DUMP_CONTENTS.size();
+    // One spare byte lets the last cell be stored whole; it and the last separator are cut.
+    out.resize(start + head + 3 * available + 1);
     char* p = out.data() + start;
     std::memcpy(p, DUMP_PREFIX.data(), DUMP_PREFIX.size());
     p += DUMP_PREFIX.size();
@@ -135,14 +137,10 @@ void ByteLump::appendDump(std::string& out) const {
     p += DUMP_CONTENTS.size();
     const std::int8_t* bytes = payload.data();
     for (std::size_t k = 0; k < available; ++k) {
-        if (k > 0) {
-            *p++ = '|';
-        }
-        const std::size_t v = static_cast<std::uint8_t>(bytes[k]);
-        p[0] = HEX_PAIRS[2 * v];
-        p[1] = HEX_PAIRS[2 * v + 1];
-        p += 2;
+        std::memcpy(p, HEX_CELLS[static_cast<std::uint8_t>(bytes[k])].data(), 4);
+        p += 3;
     }
+    out.resize(start + head + (available > 0 ? 3 * available - 1 : 0));
     if (available < count) {
         checkedIndex(static_cast<std::int64_t>(available), payload.size());
     }

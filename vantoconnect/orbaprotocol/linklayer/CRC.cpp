@@ -55,6 +55,23 @@ std::uint16_t portableBulk(std::uint16_t crc, const std::uint8_t* p, std::size_t
         p += 16;
         n -= 16;
     }
+    // Short tails take eight and four bytes at a time too, so a frame's last bytes do not
+    // form one long chain of dependent lookups.
+    if (n >= 8) {
+        crc = static_cast<std::uint16_t>(TABLES[7][p[0] ^ (crc >> 8)] ^
+                                         TABLES[6][p[1] ^ (crc & 0xFF)] ^ TABLES[5][p[2]] ^
+                                         TABLES[4][p[3]] ^ TABLES[3][p[4]] ^ TABLES[2][p[5]] ^
+                                         TABLES[1][p[6]] ^ TABLES[0][p[7]]);
+        p += 8;
+        n -= 8;
+    }
+    if (n >= 4) {
+        crc = static_cast<std::uint16_t>(TABLES[3][p[0] ^ (crc >> 8)] ^
+                                         TABLES[2][p[1] ^ (crc & 0xFF)] ^ TABLES[1][p[2]] ^
+                                         TABLES[0][p[3]]);
+        p += 4;
+        n -= 4;
+    }
     while (n-- > 0) {
         crc = tableByte(crc, *p++);
     }
@@ -127,10 +144,11 @@ VANTO_CLMUL_TARGET std::uint16_t carrylessBulk(std::uint16_t crc, const std::uin
         p += 16;
         n -= 16;
     }
-    alignas(16) std::uint8_t block[16];
+    // The folded block and the unaligned tail finish together through the table.
+    alignas(16) std::uint8_t block[32];
     _mm_store_si128(reinterpret_cast<__m128i*>(block), _mm_shuffle_epi8(acc, reverse));
-    std::uint16_t out = portableBulk(0, block, 16);
-    return portableBulk(out, p, n);
+    std::memcpy(block + 16, p, n);
+    return portableBulk(0, block, 16 + n);
 }
 
 const bool CARRYLESS_AVAILABLE =

@@ -83,6 +83,8 @@ void LinkDecoder16::abortFrame(std::optional<std::string_view> errMsg) {
 
 std::vector<ByteLump> LinkDecoder16::processByteLump(const ByteLump& bl, std::int64_t) {
     returnBLarray.clear();
+    // A full read of short frames completes several; one allocation up front covers them.
+    returnBLarray.reserve(8);
     const std::int64_t n = bl.sizeInBytes;
     requireRange(0, n - 1);
     const std::size_t available = std::min(static_cast<std::size_t>(n), bl.payload.size());
@@ -214,11 +216,11 @@ void LinkDecoder16::processByteDefault(std::int8_t byteDefault) {
         case ISCRC2: {
             quotedCRC.setLowerByte(b);
             CRC computed;
-            computed.addToCRC(static_cast<std::int8_t>(quotedLength1));
-            if (lengthSize == LENGTH_16BIT ||
-                (lengthSize == LENGTH_12BIT && quotedLength1 > 0x7F)) {
-                computed.addToCRC(static_cast<std::int8_t>(quotedLength2));
-            }
+            const std::int8_t length[2] = {static_cast<std::int8_t>(quotedLength1),
+                                           static_cast<std::int8_t>(quotedLength2)};
+            const bool twoLengthBytes =
+                lengthSize == LENGTH_16BIT || (lengthSize == LENGTH_12BIT && quotedLength1 > 0x7F);
+            computed.addToCRC(std::span<const std::int8_t>(length, twoLengthBytes ? 2 : 1));
             requireRange(0, usedCanvas - 1);
             computed.addToCRC(std::span<const std::int8_t>(frameCanvas.data(),
                                                            static_cast<std::size_t>(usedCanvas)));
