@@ -1,0 +1,5 @@
+#include "cli/Cli.hpp"
+
+int main(int argc, char** argv) {
+    return vantocli::Cli::run(argc, argv);
+}
