@@ -41,9 +41,9 @@ void VantoPrinterController::printGroups(const std::vector<Bytes>& groups,
         sendToPrinterBuffer(packet, MessageBuilder::CHANNEL_UART1_PRINTER);
     }
     sendMessageFinished();
-    // Queued behind the writes above, so it runs once the connection has got
-    // through them.
-    mPort->getQueue().async([port = mPort.get(), callback] {
+    // Queued behind the writes above, so it runs once the connection has got through them. It
+    // holds the manager: the application may have dropped everything else by then.
+    mPort->getQueue().async([port = mPort, callback] {
         notifyPrinterCompleted(*port, callback);
         PrinterQueue::IS_PRINTING.store(false);
     });

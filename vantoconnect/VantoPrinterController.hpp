@@ -58,8 +58,8 @@ class VantoPrinterController {
     void resetTagNumber();
     void sendMessageFinished();
     void notifyPrinterStarted(const std::shared_ptr<VantoPrinterCallback>& callback);
-    // Runs on the connection's work queue, which belongs to the manager: it needs nothing of
-    // the controller, so an application may drop the controller while a job is still queued.
+    // Runs on the connection's work queue and needs nothing of the controller, so an
+    // application may drop the controller while a job is still queued.
     static void notifyPrinterCompleted(GenericConnectionManager& port,
                                        const std::shared_ptr<VantoPrinterCallback>& callback);
 
