@@ -6,7 +6,7 @@
 // (each read that brings bytes) with the next scripted reply, or with the default reply once
 // the script has run out. A reply writes bytes, closes the connection, or stays silent.
 //
-// Tests never sleep blindly: the wait helpers block until the awaited state is reached or a
+// Tests never sleep blindly: the wait functions block until the awaited state is reached or a
 // time limit passes, and say which.
 
 #include <chrono>
