@@ -1,7 +1,7 @@
 #pragma once
 
 // What the printer made of one job's bytes: the paper's content in order, plus everything in
-// the bytes it could not make sense of. The renderer draws it; tests and tools inspect it.
+// the bytes it could not make sense of. The renderer draws it; tests and tools read it.
 
 #include <cstdint>
 #include <string>
