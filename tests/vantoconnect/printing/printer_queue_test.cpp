@@ -143,6 +143,20 @@ TEST_F(PrinterQueueTest, BusyPrinterCostsTheHeadReceiptAtTheThirtyFirstPoll) {
     EXPECT_EQ(console.count("Printer started"), 0u);
 }
 
+TEST_F(PrinterQueueTest, UnavailablePollsAccumulateUntilAGiveUp) {
+    // Twenty polls of an empty queue leave eleven for the next receipt.
+    for (int poll = 1; poll <= 20; ++poll) {
+        queue.runPrintingRoutine();
+    }
+    unit.setDefaultReply(FakeUnit::Reply::bytes(printerNotReadyReply()));
+    auto callback = std::make_shared<RecordingCallback>(&unit);
+    queue.addToQueue(receiptSaying("late"), callback);
+    ASSERT_TRUE(callback->waitForEvents(1));
+    ASSERT_TRUE(PrinterQueue::resetForTesting());
+    EXPECT_EQ(callback->events()[0].kind, "error");
+    EXPECT_EQ(callback->events()[0].requestsSeen, 11u);
+}
+
 TEST_F(PrinterQueueTest, TransmissionUnderWayCountsAsUnavailableWithoutAsking) {
     PrinterQueue::IS_PRINTING = true;
     auto callback = std::make_shared<RecordingCallback>();
