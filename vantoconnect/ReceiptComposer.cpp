@@ -37,9 +37,15 @@ std::string typeName(const std::type_info& type) {
     int status = 0;
     std::unique_ptr<char, void (*)(void*)> demangled(
         abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), std::free);
-    std::string name = (status == 0 && demangled) ? demangled.get() : type.name();
-    for (std::size_t at = name.find("::"); at != std::string::npos; at = name.find("::", at)) {
-        name.replace(at, 2, ".");
+    const std::string_view cpp = (status == 0 && demangled) ? demangled.get() : type.name();
+    std::string name;
+    for (std::size_t i = 0; i < cpp.size(); ++i) {
+        if (cpp.compare(i, 2, "::") == 0) {
+            name += '.';
+            ++i;
+        } else {
+            name += cpp[i];
+        }
     }
     return name;
 }
@@ -61,7 +67,7 @@ const Line& as(const VantoReceiptLine& line) {
 
 std::vector<Bytes> ReceiptComposer::compose(const VantoReceipt& receipt) {
     byteArray.clear();
-    byteArray.reserve(receipt.getLines().size() + 3);
+    byteArray.reserve(receipt.getLines().size() + 8);
     byteArray.push_back(addHeader(receipt.getHeaderFeed()));
     for (const auto& line : receipt.getLines()) {
         if (!line) {

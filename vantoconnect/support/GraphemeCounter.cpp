@@ -58,10 +58,21 @@ std::optional<char32_t> decode(std::string_view text, std::size_t& i) {
 }
 
 std::optional<std::int64_t> countWithoutEngine(std::string_view text) {
-    std::int64_t clusters = 0;
-    bool afterCR = false;
+    // Plain ASCII without CR, the usual receipt text: one character per byte.
     std::size_t i = 0;
+    while (i < text.size() && static_cast<unsigned char>(text[i]) < 0x80 && text[i] != '\r') {
+        ++i;
+    }
+    auto clusters = static_cast<std::int64_t>(i);
+    bool afterCR = false;
     while (i < text.size()) {
+        const unsigned char byte = static_cast<unsigned char>(text[i]);
+        if (byte < 0x80 && byte != '\r' && byte != '\n') {
+            ++clusters;
+            afterCR = false;
+            ++i;
+            continue;
+        }
         const auto cp = decode(text, i);
         if (!cp || !neverJoins(*cp)) {
             return std::nullopt;

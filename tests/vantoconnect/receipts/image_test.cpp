@@ -203,9 +203,9 @@ TEST(Lanczos, MatchesReferenceOnManySizes) {
     struct Size {
         int width, height;
     };
-    const Size sizes[] = {{1, 1},     {1, 7},     {3, 40},    {17, 5},   {100, 33},
+    const Size sizes[] = {{1, 1},     {1, 2},     {3, 4},     {17, 5},   {100, 33},
                           {287, 61},  {288, 24},  {289, 50},  {575, 90}, {576, 25},
-                          {577, 130}, {1000, 37}, {4000, 300}};
+                          {577, 130}, {1000, 37}, {4000, 120}};
     unsigned seed = 1;
     for (const Size& s : sizes) {
         const Image picture = testPicture(s.width, s.height, seed++);
