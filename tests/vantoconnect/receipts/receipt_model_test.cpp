@@ -59,19 +59,6 @@ TEST(ReceiptModel, BarcodeConstructorKeepsDefaultHriAndHeight) {
     EXPECT_EQ(line.height, 0.5);
 }
 
-TEST(ReceiptModel, SettersStoreWithoutValidation) {
-    VantoReceiptTextLine text;
-    text.setText("t", -5, 9, 99);
-    EXPECT_EQ(text.style, -5);
-    EXPECT_EQ(text.position, 99);
-    VantoReceiptPriceLine price("l", 1, "r", 2);
-    price.setRightText("R", 8);
-    EXPECT_EQ(price.leftText, "l");
-    EXPECT_EQ(price.leftStyle, 1);
-    EXPECT_EQ(price.rightText, "R");
-    EXPECT_EQ(price.rightStyle, 8);
-}
-
 TEST(SingleCharacter, AcceptsExactlyOneUserPerceivedCharacter) {
     EXPECT_EQ(VantoReceiptSingleCharLine().chr, "-");
     for (const char* one : {"=", "\u00e9", "e\u0301", "\U0001F1E9\U0001F1EA",
