@@ -115,7 +115,11 @@ int Cli::run(int argc, char** argv) {
     std::string receiptFile;
     print->add_option("FILE.json", receiptFile, "the receipt")->required();
     addUnitOptions(*print, unit);
-    print->callback([&] { action = [&] { PrintCommands::print(unit, receiptFile, verbose); }; });
+    double timeScale = 1.0;
+    // Shortens the printer queue's polling for tests; hidden from --help.
+    print->add_option("--time-scale", timeScale)->group("")->check(CLI::PositiveNumber);
+    print->callback(
+        [&] { action = [&] { PrintCommands::print(unit, receiptFile, verbose, timeScale); }; });
 
     auto* preview = app.add_subcommand("preview", "draw a receipt file as the paper, no unit");
     std::string pngFile;

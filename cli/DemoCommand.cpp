@@ -122,7 +122,7 @@ std::shared_ptr<VantoReceipt> DemoCommand::demoReceipt() {
     receipt->addLine(std::make_shared<VantoReceiptSingleCharLine>("="));
     price("Flat white", "3.20", Vanto::TEXT_STYLE_NONE);
     price("Croissant au beurre", "2.80", Vanto::TEXT_STYLE_NONE);
-    price("Cr\u00e8me br\u00fbl\u00e9e", "5.50", Vanto::TEXT_STYLE_NONE);
+    price("Creme brulee", "5.50", Vanto::TEXT_STYLE_NONE);
     receipt->addLine(std::make_shared<VantoReceiptSingleCharLine>("-"));
     price("TOTAL", "11.50", Vanto::TEXT_STYLE_BOLD);
     receipt->addLine(std::make_shared<VantoReceiptFeedLine>(1));

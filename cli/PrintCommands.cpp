@@ -9,6 +9,7 @@
 #include "cli/LibraryConsole.hpp"
 #include "cli/ReceiptFile.hpp"
 #include "emulator/ReceiptRenderer.hpp"
+#include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/ReceiptComposer.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoPrinterCallback.hpp"
@@ -60,8 +61,9 @@ class ProgressCallback : public VantoPrinterCallback {
 }  // namespace
 
 void PrintCommands::print(const UnitAddress& unit, const std::filesystem::path& receiptFile,
-                          bool verbose) {
+                          bool verbose, double timeScale) {
     auto receipt = ReceiptFile::load(receiptFile);
+    PrinterQueue::setTimerIntervalScale(timeScale);
     auto callback = std::make_shared<ProgressCallback>();
     auto outcome = callback->outcome();
     LibraryConsole console(verbose,
