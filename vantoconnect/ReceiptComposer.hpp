@@ -87,7 +87,7 @@ class ReceiptComposer {
     static Bytes addHeader(std::int64_t headerFeed);
     static std::int8_t calculateHeightData(double height);
 
-    // The text helpers append to the group being built; the bytes are those of the command
+    // The text builders append to the group being built; the bytes are those of the command
     // constants and the UTF-8 of the text, as the printer receives them.
     static void addText(Bytes& group, std::string_view text);
     static void addTextFlags(Bytes& group, std::int64_t lineStyle);
