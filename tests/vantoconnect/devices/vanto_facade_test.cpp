@@ -98,18 +98,5 @@ TEST_F(VantoFacadeTest, PrinterBusyFollowsTheUnitsAnswer) {
     EXPECT_EQ(unit.received(0), printerBusyQueryFrame());
 }
 
-TEST_F(VantoFacadeTest, LedAndUsbOperationsReachTheUnit) {
-    vanto.setDiagnosticLed(8, 1);
-    vanto.setCosmeticLedCol(7);
-    vanto.enableUSB();
-    vanto.disableUSB();
-    const std::vector<UBytes> expected = {
-        FakeUnit::frame(ioStateMessage(0x12, 0x00030000, 0x00010000)),
-        FakeUnit::frame(ioStateMessage(0x02, 0x00000F00, 0x00000700)),
-        FakeUnit::frame(ioStateMessage(0x02, 0x0C000000, 0x04000000)),
-        FakeUnit::frame(ioStateMessage(0x02, 0x0C000000, 0x00000000))};
-    EXPECT_EQ(receivedLike(unit, expected), expected);
-}
-
 }  // namespace
 }  // namespace vantoconnect::testing

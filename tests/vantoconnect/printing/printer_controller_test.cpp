@@ -3,7 +3,6 @@
 #include <memory>
 #include <vector>
 
-#include "tests/support/ConsoleCapture.hpp"
 #include "tests/vantoconnect/devices/DeviceTestSupport.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
 #include "vantoconnect/support/Fatal.hpp"
@@ -116,15 +115,6 @@ TEST_F(PrinterControllerTest, OnlyAReadyPrinterIsFree) {
     EXPECT_TRUE(controller.isPrinterBusy());
     EXPECT_TRUE(controller.isPrinterBusy());
     EXPECT_EQ(unit.received(0), printerBusyQueryFrame());
-}
-
-TEST_F(PrinterControllerTest, NotificationsPrintTheirLines) {
-    ConsoleCapture console;
-    auto callback = std::make_shared<RecordingCallback>();
-    controller.notifyPrinterError(callback, VantoError::PRINTER_NOT_RESPONDING());
-    EXPECT_EQ(console.lines(), std::vector<std::string>{"Printer error: PRINTER_NOT_RESPONDING"});
-    ASSERT_EQ(callback->events().size(), 1u);
-    EXPECT_EQ(callback->events()[0].detail, "PRINTER_NOT_RESPONDING");
 }
 
 }  // namespace
