@@ -54,8 +54,7 @@ bench: deps build/release/CMakeCache.txt
 
 fuzz: deps
 	CC=clang CXX=clang++ $(CMAKE) -S . -B build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-		-DVANTO_BUILD_FUZZ=ON -DVANTO_BUILD_TESTS=OFF -DVANTO_SANITIZE=address,undefined \
-		-DCMAKE_CXX_FLAGS=-fsanitize=fuzzer-no-link -DCMAKE_C_FLAGS=-fsanitize=fuzzer-no-link
+		-DVANTO_BUILD_FUZZ=ON -DVANTO_BUILD_TESTS=OFF -DVANTO_SANITIZE=address,undefined
 	$(CMAKE) --build build/fuzz -j $(JOBS)
 	@mkdir -p build/fuzz/corpus
 	@for f in build/fuzz/fuzz/fuzz_*; do \

@@ -62,6 +62,11 @@ int main(int argc, char** argv) {
     auto receipt = std::make_shared<VantoReceipt>();
     receipt->addLine(std::make_shared<VantoReceiptTextLine>(
         "CORNER CAFE", Vanto::TEXT_STYLE_BOLD, Vanto::TEXT_SIZE_WIDE, Vanto::TEXT_POSITION_CENTER));
+    // Price lines and separators write no size command: they keep the size of the last text
+    // line. A normal-size text line after a wide one puts the printer back to normal width.
+    receipt->addLine(std::make_shared<VantoReceiptTextLine>(
+        "12 Harbour Street", Vanto::TEXT_STYLE_NONE, Vanto::TEXT_SIZE_NORMAL,
+        Vanto::TEXT_POSITION_CENTER));
     receipt->addLine(std::make_shared<VantoReceiptFeedLine>(1));
     receipt->addLine(std::make_shared<VantoReceiptPriceLine>("Flat white", Vanto::TEXT_STYLE_NONE,
                                                              "3.20", Vanto::TEXT_STYLE_NONE));
