@@ -38,6 +38,12 @@ std::string hexByte(std::uint8_t b) {
     return "0x" + hex(std::span<const std::uint8_t>(&b, 1));
 }
 
+std::string hexWord(std::uint32_t value) {
+    char text[12];
+    std::snprintf(text, sizeof text, "0x%08x", value);
+    return text;
+}
+
 std::uint32_t littleEndian32(std::span<const std::uint8_t> bytes, std::size_t at) {
     return static_cast<std::uint32_t>(bytes[at]) |
            (static_cast<std::uint32_t>(bytes[at + 1]) << 8) |
@@ -597,7 +603,9 @@ struct EmulatedUnit::Impl {
             outputLines = (outputLines & ~mask) | (values & mask);
             after = outputLines;
         }
-        log.record("io", {{"mask", mask}, {"values", values}, {"lines", after}});
+        log.record(
+            "io",
+            {{"mask", hexWord(mask)}, {"values", hexWord(values)}, {"lines", hexWord(after)}});
         for (int position : UnitSnapshot::DIAGNOSTIC_POSITIONS) {
             if (ledColour(before, position) != ledColour(after, position)) {
                 log.record("state", {{"what", "diagnostic_led"},
