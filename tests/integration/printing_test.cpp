@@ -1,0 +1,259 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "emulator/PrinterDocument.hpp"
+#include "emulator/ReceiptRenderer.hpp"
+#include "tests/integration/IntegrationSupport.hpp"
+#include "vantoconnect/ReceiptComposer.hpp"
+#include "vantoconnect/VantoReceipt.hpp"
+#include "vantoconnect/VantoReceiptBarcodeLine.hpp"
+#include "vantoconnect/VantoReceiptFeedLine.hpp"
+#include "vantoconnect/VantoReceiptImageLine.hpp"
+#include "vantoconnect/VantoReceiptPriceLine.hpp"
+#include "vantoconnect/VantoReceiptSingleCharLine.hpp"
+#include "vantoconnect/VantoReceiptTextLine.hpp"
+#include "vantoconnect/support/Image.hpp"
+
+namespace vantoconnect::integration {
+namespace {
+
+using vantoemu::Barcode;
+using vantoemu::BarcodeKind;
+using vantoemu::CodePage;
+using vantoemu::Cut;
+using vantoemu::Feed;
+using vantoemu::Justification;
+using vantoemu::PrinterDocument;
+using vantoemu::RasterBand;
+using vantoemu::ReceiptRenderer;
+using vantoemu::TextLine;
+using vantoemu::TextStyle;
+
+std::shared_ptr<VantoReceiptBarcodeLine> barcode(std::int64_t type, std::string data,
+                                                 std::int64_t hri, double height) {
+    auto line = std::make_shared<VantoReceiptBarcodeLine>(type, std::move(data));
+    line->setHri(hri);
+    line->setHeight(height);
+    return line;
+}
+
+// 144 x 24 pixels, the left half black and the right half white: on paper 288 raster columns
+// and, stretched to twice its proportional height, four bands of 24 rows.
+Image halfBlackImage() {
+    constexpr int width = 144;
+    constexpr int height = 24;
+    std::vector<std::uint8_t> rgba(static_cast<std::size_t>(width * height * 4), 255);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width / 2; ++x) {
+            const std::size_t at = static_cast<std::size_t>((y * width + x) * 4);
+            rgba[at] = rgba[at + 1] = rgba[at + 2] = 0;
+        }
+    }
+    return Image::fromRGBA(width, height, rgba);
+}
+
+// One line of every kind.
+std::shared_ptr<VantoReceipt> everyLineKind() {
+    auto receipt = std::make_shared<VantoReceipt>();
+    receipt->setHeaderFeed(1);
+    receipt->setCutType(Vanto::CUT_TYPE_PARTIAL);
+    receipt->addLine(std::make_shared<VantoReceiptTextLine>(
+        "RECEIPT", Vanto::TEXT_STYLE_BOLD | Vanto::TEXT_STYLE_UNDERLINED, Vanto::TEXT_SIZE_WIDE,
+        Vanto::TEXT_POSITION_CENTER));
+    receipt->addLine(std::make_shared<VantoReceiptTextLine>(
+        "Café", Vanto::TEXT_STYLE_ITALIC | Vanto::TEXT_STYLE_INVERSE, Vanto::TEXT_SIZE_NORMAL,
+        Vanto::TEXT_POSITION_RIGHT));
+    receipt->addLine(std::make_shared<VantoReceiptPriceLine>("Coffee", Vanto::TEXT_STYLE_BOLD,
+                                                             "2.50", Vanto::TEXT_STYLE_NONE));
+    receipt->addLine(std::make_shared<VantoReceiptSingleCharLine>("="));
+    receipt->addLine(std::make_shared<VantoReceiptFeedLine>(3));
+    receipt->addLine(
+        barcode(Vanto::BARCODE_TYPE_UPCA, "12345678901", Vanto::BARCODE_HRI_BELOW, 54.0 / 154.0));
+    receipt->addLine(
+        barcode(Vanto::BARCODE_TYPE_CODE39, "VANTO-39", Vanto::BARCODE_HRI_ABOVE, 0.5));
+    receipt->addLine(
+        barcode(Vanto::BARCODE_TYPE_PDF417, "vantoconnect", Vanto::BARCODE_HRI_BOTH, 0.75));
+    receipt->addLine(std::make_shared<VantoReceiptImageLine>(halfBlackImage()));
+    receipt->addLine(std::make_shared<VantoReceiptPriceLine>("Total", Vanto::TEXT_STYLE_NONE,
+                                                             "2.50", Vanto::TEXT_STYLE_BOLD));
+    return receipt;
+}
+
+std::shared_ptr<VantoReceipt> receiptSaying(const std::string& text) {
+    auto receipt = std::make_shared<VantoReceipt>();
+    receipt->addLine(std::make_shared<VantoReceiptTextLine>(text, 0, 0, 0));
+    return receipt;
+}
+
+std::vector<std::uint8_t> composed(const VantoReceipt& receipt) {
+    std::vector<std::uint8_t> all;
+    for (const Bytes& group : ReceiptComposer().compose(receipt)) {
+        for (const std::int8_t b : group) {
+            all.push_back(static_cast<std::uint8_t>(b));
+        }
+    }
+    return all;
+}
+
+// Where element `k` begins on the paper: the renderer lays elements out top to bottom, so it
+// is the height of the paper holding only the elements before it, less the bottom margin.
+int topOf(const PrinterDocument& document, std::size_t k) {
+    const int margin = ReceiptRenderer::render(PrinterDocument{}).height / 2;
+    PrinterDocument before;
+    before.elements.assign(document.elements.begin(),
+                           document.elements.begin() + static_cast<std::ptrdiff_t>(k));
+    return ReceiptRenderer::render(before).height - margin;
+}
+
+using Printing = UnitTest;
+
+TEST_F(Printing, ReceiptWithEveryLineKindArrivesWholeAndReadsAsComposed) {
+    auto receipt = everyLineKind();
+    const auto expected = composed(*receipt);
+    console.clear();  // composing here logged the image's size too
+    auto callback = std::make_shared<RecordingCallback>();
+    vanto->print(receipt, callback);
+    ASSERT_TRUE(callback->waitForEvents(2));
+    ASSERT_TRUE(unit->waitForReceipts(1, 20s));
+
+    const auto heard = callback->events();
+    EXPECT_EQ(callback->kinds(), (std::vector<std::string>{"started", "completed"}));
+    EXPECT_EQ(heard[0].detail, "127.0.0.1");
+    EXPECT_EQ(heard[1].detail, "127.0.0.1");
+
+    const auto printed = unit->receipts().at(0);
+    EXPECT_EQ(printed.bytes, expected);  // every packet once, in order
+    EXPECT_EQ(events("printer_data_resent"), 0u);
+    const PrinterDocument& doc = printed.document;
+    EXPECT_TRUE(doc.issues.empty());
+
+    // header feed, 2 text lines, price, separator, feed, 3 barcodes, 4 bands, price, footer, cut
+    ASSERT_EQ(doc.elements.size(), 16u);
+    EXPECT_EQ(std::get<Feed>(doc.elements[0]).lines, 1);
+
+    const auto& title = std::get<TextLine>(doc.elements[1]);
+    EXPECT_EQ(title.justification, Justification::Center);
+    ASSERT_EQ(title.runs.size(), 1u);
+    EXPECT_EQ(title.runs[0].text, "RECEIPT");
+    EXPECT_EQ(title.runs[0].style, (TextStyle{.bold = true, .underline = true, .wide = true}));
+    EXPECT_EQ(title.runs[0].codePage, CodePage::Windows1252);
+
+    // The accent travels as its two UTF-8 bytes, which the printer shows as two characters.
+    const auto& accented = std::get<TextLine>(doc.elements[2]);
+    EXPECT_EQ(accented.justification, Justification::Right);
+    ASSERT_EQ(accented.runs.size(), 1u);
+    EXPECT_EQ(accented.runs[0].bytes, "Café");
+    EXPECT_EQ(accented.runs[0].text, "CafÃ©");
+    EXPECT_EQ(accented.runs[0].style, (TextStyle{.italic = true, .inverse = true}));
+
+    // A price line fills the 44 columns and keeps the justification in force before it.
+    const auto& price = std::get<TextLine>(doc.elements[3]);
+    EXPECT_EQ(price.text(), "Coffee" + std::string(34, ' ') + "2.50");
+    EXPECT_EQ(price.justification, Justification::Right);
+    ASSERT_EQ(price.runs.size(), 3u);
+    EXPECT_EQ(price.runs[0].style, TextStyle{.bold = true});
+    EXPECT_EQ(price.runs[2].style, TextStyle{});
+    EXPECT_EQ(std::get<TextLine>(doc.elements[4]).text(), std::string(44, '='));
+    EXPECT_EQ(std::get<Feed>(doc.elements[5]).lines, 3);
+
+    const auto& upc = std::get<Barcode>(doc.elements[6]);
+    EXPECT_EQ(upc.kind, BarcodeKind::UpcA);
+    EXPECT_EQ(upc.data, "12345678901");
+    EXPECT_EQ(upc.hri, 2);
+    EXPECT_EQ(upc.height, 54);
+    EXPECT_EQ(upc.justification, Justification::Center);
+    const auto& code39 = std::get<Barcode>(doc.elements[7]);
+    EXPECT_EQ(code39.kind, BarcodeKind::Code39);
+    EXPECT_EQ(code39.data, "VANTO-39");
+    EXPECT_EQ(code39.hri, 1);
+    EXPECT_EQ(code39.height, 77);
+    const auto& pdf = std::get<Barcode>(doc.elements[8]);
+    EXPECT_EQ(pdf.kind, BarcodeKind::Pdf417);
+    EXPECT_EQ(pdf.data, "vantoconnect");
+    EXPECT_EQ(pdf.hri, 3);
+    EXPECT_EQ(pdf.height, 115);
+
+    const auto bands = doc.all<RasterBand>();
+    ASSERT_EQ(bands.size(), 4u);
+    for (const RasterBand& band : bands) {
+        EXPECT_EQ(band.columns, 288);
+        EXPECT_EQ(band.rows, 24);
+        EXPECT_EQ(band.dotsPerColumn, 2);
+        for (int row = 0; row < band.rows; ++row) {
+            EXPECT_TRUE(band.dot(60, row));
+            EXPECT_FALSE(band.dot(220, row));
+        }
+    }
+    // The barcodes left the printer centred, and nothing in between reset it.
+    const auto& total = std::get<TextLine>(doc.elements[13]);
+    EXPECT_EQ(total.text(), "Total" + std::string(35, ' ') + "2.50");
+    EXPECT_EQ(total.justification, Justification::Center);
+    EXPECT_EQ(std::get<Feed>(doc.elements[14]).lines, 12);
+    EXPECT_FALSE(std::get<Cut>(doc.elements[15]).full);
+
+    EXPECT_EQ(console.count("Adding a new receipt..."), 1u);
+    EXPECT_EQ(console.count("width : 288 pixels"), 1u);
+    EXPECT_EQ(console.count("height: 96 pixels"), 1u);
+    EXPECT_EQ(console.count("bits per pixel: 32"), 1u);
+    EXPECT_EQ(console.count("Printer started"), 1u);
+    EXPECT_EQ(console.count("Printer sent. Remaining receipts: 0"), 1u);
+    EXPECT_EQ(console.count("Printer says: ACKNOWLEDGED"), printed.packets);
+    EXPECT_EQ(console.count("Printer completed."), 1u);
+}
+
+TEST_F(Printing, RenderedPaperShowsBarcodesAndImageAndLeavesFeedsBlank) {
+    vanto->print(everyLineKind());
+    ASSERT_TRUE(unit->waitForReceipts(1, 20s));
+    const auto printed = unit->receipts().at(0);
+    const auto& paper = printed.rendered;
+    ASSERT_EQ(paper.width, 576);
+    ASSERT_TRUE(std::filesystem::exists(printed.pngPath));
+    const PngSize png = pngSize(printed.pngPath);
+    EXPECT_EQ(png.width, 576u);
+    EXPECT_EQ(png.height, static_cast<std::uint32_t>(paper.height));
+
+    const auto& doc = printed.document;
+    ASSERT_EQ(doc.elements.size(), 16u);
+    const int feedTop = topOf(doc, 5);
+    const int upcTop = topOf(doc, 6);
+    const int code39Top = topOf(doc, 7);
+    const int pdfTop = topOf(doc, 8);
+    const int imageTop = topOf(doc, 9);
+    const int imageEnd = topOf(doc, 13);
+    EXPECT_EQ(upcTop - feedTop, 3 * ReceiptRenderer::LINE_DOTS);
+    EXPECT_EQ(imageEnd - imageTop, 4 * 24);
+
+    EXPECT_EQ(paper.darkCount(0, feedTop + 2, 576, upcTop - feedTop - 4), 0u);
+    for (const auto& [top, end] : {std::pair{upcTop, code39Top}, std::pair{code39Top, pdfTop},
+                                   std::pair{pdfTop, imageTop}}) {
+        EXPECT_GT(paper.darkCount(0, top, 576, end - top), 1000u) << top;
+    }
+    // Each raster column is two dots wide: the black half covers the left 288 dots.
+    const std::size_t leftArea = 272 * 96;
+    EXPECT_GT(paper.darkCount(0, imageTop, 272, 96), leftArea * 95 / 100);
+    EXPECT_LT(paper.darkCount(304, imageTop, 272, 96), leftArea / 100);
+}
+
+TEST_F(Printing, ReceiptsPrintInSubmissionOrder) {
+    auto callback = std::make_shared<RecordingCallback>();
+    vanto->print(receiptSaying("first"), callback);
+    vanto->print(receiptSaying("second"), callback);
+    vanto->print(receiptSaying("third"), callback);
+    ASSERT_TRUE(callback->waitForEvents(6));
+    ASSERT_TRUE(unit->waitForReceipts(3, 20s));
+    EXPECT_EQ(callback->kinds(), (std::vector<std::string>{"started", "completed", "started",
+                                                           "completed", "started", "completed"}));
+    const auto printed = unit->receipts();
+    ASSERT_EQ(printed.size(), 3u);
+    EXPECT_EQ(std::get<TextLine>(printed[0].document.elements.at(1)).text(), "first");
+    EXPECT_EQ(std::get<TextLine>(printed[1].document.elements.at(1)).text(), "second");
+    EXPECT_EQ(std::get<TextLine>(printed[2].document.elements.at(1)).text(), "third");
+}
+
+}  // namespace
+}  // namespace vantoconnect::integration
