@@ -140,6 +140,10 @@ class RecordingCallback : public VantoPrinterCallback {
 // empty.
 class UnitTest : public ::testing::Test {
   protected:
+    // Drawing the paper is by far the slowest thing the unit does (seconds per receipt under
+    // the thread checker), so only suites that look at the paper ask for it.
+    virtual bool drawsPaper() const { return false; }
+
     void SetUp() override {
         PrinterQueue::setTimerIntervalScale(0.01);
         ASSERT_TRUE(PrinterQueue::resetForTesting());
@@ -151,6 +155,7 @@ class UnitTest : public ::testing::Test {
         options.port = 0;
         options.outDir = dir.string();
         options.drawerCloseAfter = 0ms;  // the drawer stays open until a test closes it
+        options.renderReceipts = drawsPaper();
         unit = std::make_unique<vantoemu::EmulatedUnit>(options);
         unit->start();
         vanto = std::make_unique<Vanto>();
