@@ -24,9 +24,12 @@
 #include "emulator/EmulatedUnit.hpp"
 #include "tests/support/ConsoleCapture.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
+#include "vantoconnect/ReceiptComposer.hpp"
 #include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoPrinterCallback.hpp"
+#include "vantoconnect/VantoReceipt.hpp"
+#include "vantoconnect/VantoReceiptTextLine.hpp"
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
 
 namespace vantoconnect::integration {
@@ -73,6 +76,23 @@ inline std::vector<std::string> eventHex(const vantoemu::EmulatedUnit& unit,
         }
     }
     return out;
+}
+
+inline std::shared_ptr<VantoReceipt> receiptSaying(const std::string& text) {
+    auto receipt = std::make_shared<VantoReceipt>();
+    receipt->addLine(std::make_shared<VantoReceiptTextLine>(text, 0, 0, 0));
+    return receipt;
+}
+
+// The printer bytes of a receipt as the unit should collect them: every group, in order.
+inline std::vector<std::uint8_t> composed(const VantoReceipt& receipt) {
+    std::vector<std::uint8_t> all;
+    for (const Bytes& group : ReceiptComposer().compose(receipt)) {
+        for (const std::int8_t b : group) {
+            all.push_back(static_cast<std::uint8_t>(b));
+        }
+    }
+    return all;
 }
 
 // Width and height from a PNG file's header chunk; zero when the file is not a PNG.

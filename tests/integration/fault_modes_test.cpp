@@ -43,22 +43,6 @@ class PausingManager : public GenericConnectionManager {
     std::vector<unsigned> mPauses;
 };
 
-std::shared_ptr<VantoReceipt> receiptSaying(const std::string& text) {
-    auto receipt = std::make_shared<VantoReceipt>();
-    receipt->addLine(std::make_shared<VantoReceiptTextLine>(text, 0, 0, 0));
-    return receipt;
-}
-
-std::vector<std::uint8_t> composed(const VantoReceipt& receipt) {
-    std::vector<std::uint8_t> all;
-    for (const Bytes& group : ReceiptComposer().compose(receipt)) {
-        for (const std::int8_t b : group) {
-            all.push_back(static_cast<std::uint8_t>(b));
-        }
-    }
-    return all;
-}
-
 const std::string REQUEUED = "Rescheduling printing of remaining receipts: 1";
 
 class FaultModes : public UnitTest {

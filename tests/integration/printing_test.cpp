@@ -84,22 +84,6 @@ std::shared_ptr<VantoReceipt> everyLineKind() {
     return receipt;
 }
 
-std::shared_ptr<VantoReceipt> receiptSaying(const std::string& text) {
-    auto receipt = std::make_shared<VantoReceipt>();
-    receipt->addLine(std::make_shared<VantoReceiptTextLine>(text, 0, 0, 0));
-    return receipt;
-}
-
-std::vector<std::uint8_t> composed(const VantoReceipt& receipt) {
-    std::vector<std::uint8_t> all;
-    for (const Bytes& group : ReceiptComposer().compose(receipt)) {
-        for (const std::int8_t b : group) {
-            all.push_back(static_cast<std::uint8_t>(b));
-        }
-    }
-    return all;
-}
-
 // Runs of consecutive paper rows that do or do not carry ink, top to bottom.
 struct RowRun {
     int top = 0;
