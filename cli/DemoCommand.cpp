@@ -52,22 +52,23 @@ void step(const std::string& what, bool shown, const std::string& unitShows) {
     std::cout << what << ": unit shows " << unitShows << std::endl;
 }
 
-// A small logo drawn in code, so the demo needs no files: a ring around a bold V.
+// A small logo drawn in code, so the demo needs no files: a ring around a bold V over a
+// dashed rule.
 Image demoLogo() {
     constexpr int width = 360;
-    constexpr int height = 140;
+    constexpr int height = 160;
     std::vector<std::uint8_t> rgba(static_cast<std::size_t>(width * height * 4), 255);
     for (int y = 0; y < height; ++y) {
         for (int x = 0; x < width; ++x) {
             const double cx = x - width / 2.0;
-            const double cy = y - height / 2.0;
+            const double cy = y - 70.0;
             const double r = std::sqrt(cx * cx + cy * cy);
             const bool ring = r > 58 && r < 68;
             // The two strokes of the V, from the top corners down to the bottom centre.
             const double t = (y - 20.0) / 90.0;
             const bool inV = t >= 0 && t <= 1 &&
                              (std::abs(cx + 40 * (1 - t)) < 9 || std::abs(cx - 40 * (1 - t)) < 9);
-            const bool band = y > 128 && (x / 12) % 2 == 0;
+            const bool band = y > 148 && (x / 12) % 2 == 0;
             if (ring || inV || band) {
                 auto* px = &rgba[static_cast<std::size_t>((y * width + x) * 4)];
                 px[0] = px[1] = px[2] = 20;
