@@ -1,10 +1,11 @@
 #pragma once
 
+// Shared by the link-layer and message suites.
+
 #include <cstdint>
 #include <initializer_list>
 #include <string>
 
-#include "vantoconnect/orbaprotocol/linklayer/ByteLump.hpp"
 #include "vantoconnect/support/Bytes.hpp"
 #include "vantoconnect/support/Fatal.hpp"
 

@@ -1,0 +1,353 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <numeric>
+#include <random>
+#include <span>
+#include <string>
+
+#include "tests/support/ConsoleCapture.hpp"
+#include "tests/vantoconnect/orbaprotocol/linklayer/LinkTestSupport.hpp"
+#include "vantoconnect/orbaprotocol/linklayer/CRC.hpp"
+#include "vantoconnect/orbaprotocol/linklayer/LinkDecoder16.hpp"
+#include "vantoconnect/orbaprotocol/linklayer/LinkEncoder.hpp"
+
+namespace vantoconnect {
+namespace {
+
+using linktest::concat;
+using linktest::fatalMessage;
+using linktest::wire;
+using Lines = std::vector<std::string>;
+using Messages = std::vector<Bytes>;
+
+constexpr std::int64_t L8 = LinkEncoder::LENGTH_8BIT;
+constexpr std::int64_t L12 = LinkEncoder::LENGTH_12BIT;
+constexpr std::int64_t L16 = LinkEncoder::LENGTH_16BIT;
+constexpr std::size_t WHOLE = std::numeric_limits<std::size_t>::max();
+
+const Bytes EXAMPLE_FRAME = wire({0x02, 0x04, 0x01, 0x10, 0x42, 0x10, 0x50, 0x41, 0xCA, 0x44});
+const Bytes EXAMPLE_MESSAGE = wire({0x01, 0x02, 0x10, 0x41});
+
+template <typename Codec>
+Codec configured(bool crc, std::int64_t lengthSize) {
+    Codec codec;
+    codec.setCRCEnable(crc);
+    codec.setLengthSize(lengthSize);
+    return codec;
+}
+
+CRC bytewise(const Bytes& data) {
+    CRC crc;
+    for (std::int8_t b : data) {
+        crc.addToCRC(b);
+    }
+    return crc;
+}
+
+Bytes frameOf(LinkEncoder& encoder, const ByteLump& message) {
+    const std::vector<ByteLump> out = encoder.processByteLump(message, 0);
+    EXPECT_EQ(out.size(), 1u);
+    return out.at(0).payload;
+}
+
+// Feeds the bytes in calls of at most `chunk` bytes and collects every message that completes.
+Messages feed(LinkDecoder16& decoder, const Bytes& bytes, std::size_t chunk = WHOLE) {
+    Messages out;
+    for (std::size_t at = 0; at < bytes.size(); at += std::min(chunk, bytes.size() - at)) {
+        const auto from = bytes.begin() + static_cast<long>(at);
+        const Bytes part(from, from + static_cast<long>(std::min(chunk, bytes.size() - at)));
+        for (const ByteLump& lump : decoder.processByteLump(ByteLump(part), 0)) {
+            EXPECT_EQ(lump.sizeInBytes, static_cast<std::int64_t>(lump.payload.size()));
+            out.push_back(lump.payload);
+        }
+    }
+    return out;
+}
+
+Bytes randomMessage(std::mt19937& rng, std::size_t n) {
+    // A quarter of the bytes are 0x02 or 0x10 so escapes land at every offset and after runs
+    // of every length.
+    std::uniform_int_distribution<int> pick(0, 7);
+    std::uniform_int_distribution<int> any(-128, 127);
+    Bytes out(n);
+    for (auto& b : out) {
+        const int p = pick(rng);
+        b = static_cast<std::int8_t>(p == 0 ? 0x02 : p == 1 ? 0x10 : any(rng));
+    }
+    return out;
+}
+
+TEST(CrcValue, CheckValueAndBytesCountByTheirBitPattern) {
+    const CRC check = bytewise(wire({'1', '2', '3', '4', '5', '6', '7', '8', '9'}));
+    EXPECT_EQ(check.getUpperByte(), 0x31);
+    EXPECT_EQ(check.getLowerByte(), -61);  // 0xC3
+    // 0xFF is the one byte whose value from 0 is 0x1EF0; -1 must not be sign-spread.
+    const CRC high = bytewise(wire({0xFF}));
+    EXPECT_EQ(high.getUpperByte(), 0x1E);
+    EXPECT_EQ(high.getLowerByte(), -16);
+}
+
+// Restores automatic path choice however the test ends.
+struct PortableGuard {
+    explicit PortableGuard(bool portable) { CRC::forcePortableBulkPath(portable); }
+    ~PortableGuard() { CRC::forcePortableBulkPath(false); }
+};
+
+TEST(CrcBulk, AgreesWithBytewiseOnRandomDataLengthsAndSplitsOnBothPaths) {
+    for (bool portable : {false, true}) {
+        const PortableGuard guard(portable);
+        std::mt19937 rng(20240611);
+        std::vector<Bytes> inputs;
+        std::vector<std::size_t> lengths(301);
+        std::iota(lengths.begin(), lengths.end(), 0);
+        lengths.insert(lengths.end(), {511, 1024, 4099, 65536 + 7});
+        for (std::size_t n : lengths) {
+            inputs.push_back(randomMessage(rng, n));
+        }
+        for (const Bytes& data : inputs) {
+            const std::size_t n = data.size();
+            const CRC expected = bytewise(data);
+            // Split points exercise a non-zero running value entering the bulk path.
+            std::uniform_int_distribution<std::size_t> at(0, n);
+            for (std::size_t cut : {n, at(rng), at(rng), at(rng)}) {
+                CRC parts;
+                parts.addToCRC(std::span<const std::int8_t>(data.data(), cut));
+                parts.addToCRC(std::span<const std::int8_t>(data.data() + cut, n - cut));
+                ASSERT_TRUE(parts.equals(expected))
+                    << (portable ? "portable" : "automatic") << ", length " << n << ", cut " << cut;
+            }
+        }
+    }
+}
+
+TEST(LinkEncoderFrame, FramesAndTheirConsoleLines) {
+    const std::string line = "link encoder, frame ByteLump, ";
+    const struct {
+        bool crc;
+        std::int64_t lengthSize;
+        ByteLump message;
+        Bytes frame;
+        Lines console;
+    } cases[] = {
+        {true, L12, ByteLump(wire({0x01, 0x02, 0x10, 0x41})),
+         wire({0x02, 0x04, 0x01, 0x10, 0x42, 0x10, 0x50, 0x41, 0xCA, 0x44}),
+         Lines{line + "size 10, contents: 02|04|01|10|42|10|50|41|ca|44"}},
+        {true, L12, ByteLump(std::int64_t{0}), wire({0x02}), Lines{line + "size 1, contents: 02"}},
+        // CRC bytes are escaped like any other: 0x1021 here, 0x0902 below.
+        {true, L12, ByteLump(wire({0x20, 0x43})),
+         wire({0x02, 0x10, 0x42, 0x20, 0x43, 0x10, 0x50, 0x21}),
+         Lines{line + "size 8, contents: 02|10|42|20|43|10|50|21"}},
+        {true, L12, ByteLump(wire({0x21, 0x14})),
+         wire({0x02, 0x10, 0x42, 0x21, 0x14, 0x09, 0x10, 0x42}),
+         Lines{line + "size 8, contents: 02|10|42|21|14|09|10|42"}},
+        // An unknown length size leaves the length field out.
+        {true, 7, ByteLump(wire({0x41})), wire({0x02, 0x41, 0x58, 0xE5}),
+         Lines{"LinkEnc: lengthSize is out of control #1", line + "size 4, contents: 02|41|58|e5"}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.console.back());
+        testing::ConsoleCapture console;
+        auto encoder = configured<LinkEncoder>(c.crc, c.lengthSize);
+        EXPECT_EQ(frameOf(encoder, c.message), c.frame);
+        EXPECT_EQ(console.lines(), c.console);
+    }
+}
+
+TEST(LinkEncoderFrame, LengthFieldIsEncodedAndEscaped) {
+    const struct {
+        std::int64_t lengthSize;
+        std::size_t n;
+        Bytes header;  // start byte and length field as sent
+    } cases[] = {
+        {L12, 2, wire({0x02, 0x10, 0x42})},
+        {L12, 16, wire({0x02, 0x10, 0x50})},
+        {L12, 127, wire({0x02, 0x7F})},
+        {L12, 128, wire({0x02, 0x80, 0x01})},
+        {L12, 256, wire({0x02, 0x80, 0x10, 0x42})},
+        {L12, 300, wire({0x02, 0xAC, 0x10, 0x42})},
+        // 0x882 >> 7 is 0x11 and 0x882 & 0xFF | 0x80 is 0x82.
+        {L12, 0x882, wire({0x02, 0x82, 0x11})},
+        {L12, 0x802, wire({0x02, 0x82, 0x10, 0x50})},
+        {L16, 2, wire({0x02, 0x10, 0x42, 0x00})},
+        {L16, 200, wire({0x02, 0xC8, 0x00})},
+        {L16, 300, wire({0x02, 0x2C, 0x01})},
+        {L16, 0x1002, wire({0x02, 0x10, 0x42, 0x10, 0x50})},
+        {L8, 16, wire({0x02, 0x10, 0x50})},
+        {L8, 200, wire({0x02, 0xC8})},
+        {L8, 256, wire({0x02, 0x00})},
+    };
+    testing::ConsoleCapture console;
+    for (const auto& c : cases) {
+        SCOPED_TRACE("length size " + std::to_string(c.lengthSize) + ", " + std::to_string(c.n));
+        const Bytes message(c.n, 0x41);
+        auto encoder = configured<LinkEncoder>(false, c.lengthSize);
+        EXPECT_EQ(frameOf(encoder, ByteLump(message)), concat(c.header, message));
+    }
+}
+
+TEST(LinkEncoderStops, CanvasOverrunsBadCountsAndTheAlternativeChecksum) {
+    testing::ConsoleCapture console;
+    auto encoder = configured<LinkEncoder>(false, L16);
+    // Start byte, two length bytes and every message byte escaped: 40000 bytes fit.
+    EXPECT_EQ(frameOf(encoder, ByteLump(Bytes(19998, 0x10))).size(), 39999u);
+    EXPECT_EQ(fatalMessage([&] { frameOf(encoder, ByteLump(Bytes(19999, 0x02))); }),
+              fatal::INDEX_OUT_OF_RANGE);
+    EXPECT_EQ(frameOf(encoder, ByteLump(Bytes(39997, 0x41))).size(), 40000u);
+    EXPECT_EQ(fatalMessage([&] { frameOf(encoder, ByteLump(Bytes(39998, 0x41))); }),
+              fatal::INDEX_OUT_OF_RANGE);
+
+    ByteLump shortened(wire({1, 2}));
+    shortened.sizeInBytes = 3;
+    EXPECT_EQ(fatalMessage([&] { frameOf(encoder, shortened); }), fatal::INDEX_OUT_OF_RANGE);
+    // The encoder is still usable for the next frame.
+    EXPECT_EQ(frameOf(encoder, ByteLump(wire({0x41}))), wire({0x02, 0x01, 0x00, 0x41}));
+    console.clear();
+
+    // The alternative checksum route never frames, whatever the lump.
+    encoder.setQuorinCRCEnable(true);
+    EXPECT_EQ(fatalMessage([&] {
+                  frameOf(encoder, ByteLump(wire({0x01, 0x02})));
+              }),
+              fatal::OVERWIDE_SHIFT);
+    EXPECT_EQ(fatalMessage([&] { frameOf(encoder, ByteLump(std::int64_t{0})); }),
+              fatal::EMPTY_RANGE);
+    EXPECT_EQ(fatalMessage([&] { frameOf(encoder, shortened); }), fatal::INDEX_OUT_OF_RANGE);
+    shortened.sizeInBytes = -3;
+    EXPECT_EQ(fatalMessage([&] { frameOf(encoder, shortened); }), fatal::NEGATIVE_COUNT);
+    EXPECT_TRUE(console.lines().empty());
+}
+
+TEST(LinkDecoderStreams, MessagesAndConsoleLinesWholeAndOneBytePerCall) {
+    const struct {
+        const char* name;
+        bool crc;
+        std::int64_t lengthSize;
+        Bytes stream;
+        Messages messages;
+        Lines console;
+    } cases[] = {
+        {"worked example", true, L12, EXAMPLE_FRAME, Messages{EXAMPLE_MESSAGE}, Lines{}},
+        // Unchecked, the CRC pair arrives outside a frame and is logged.
+        {"no crc check", false, L12, EXAMPLE_FRAME, Messages{EXAMPLE_MESSAGE}, Lines{"-54", "68"}},
+        {"start inside a frame", true, L12, concat(wire({0x02, 0x03, 0xAA}), EXAMPLE_FRAME),
+         Messages{EXAMPLE_MESSAGE}, Lines{"STX found when not expected"}},
+        {"double escape", true, L12,
+         concat(wire({0x02, 0x04, 0x01, 0x10, 0x10, 0x41, 0xCA}), EXAMPLE_FRAME),
+         Messages{EXAMPLE_MESSAGE}, Lines{"Double DLE found", "65", "-54"}},
+        // The reused received CRC must be fully overwritten by the next frame's pair.
+        {"altered crc", true, L12,
+         concat(wire({0x02, 0x04, 0x01, 0x10, 0x42, 0x10, 0x50, 0x41, 0xCB, 0x44,
+                      0x02, 0x04, 0x01, 0x10, 0x42, 0x10, 0x50, 0x41, 0xCA, 0x45}),
+                EXAMPLE_FRAME),
+         Messages{EXAMPLE_MESSAGE}, Lines(2, "CRC error in frame")},
+        {"zero 8-bit length", false, L8, wire({0x02, 0x00, 0x05}), Messages{},
+         Lines{"Zero length (8 bit) frame indicated", "5"}},
+        {"zero 16-bit length", false, L16, wire({0x02, 0x00, 0x00, 0x06}), Messages{},
+         Lines{"Zero length (16 bit) frame indicated", "6"}},
+        // The one-byte 12-bit length is not tested for zero: the frame waits for the next start.
+        {"zero 12-bit length", false, L12, wire({0x02, 0x00, 0x41, 0x42, 0x02, 0x01, 0x43}),
+         Messages{wire({0x43})}, Lines{"STX found when not expected"}},
+        {"unknown length size", false, 9, wire({0x02, 0x01, 0x41}), Messages{},
+         Lines(2, "LinkDec: lengthSize is out of control #1")},
+        // 0x41 ^ 0x40 = 1 gives a one-byte frame; outside a frame the unescaped byte is logged.
+        {"escape before start", false, L12, wire({0x10, 0x02, 0x41, 0x55, 0x10, 0x3F}),
+         Messages{wire({0x55})}, Lines{"127"}},
+        // Lengths widen as signed bytes: a 12-bit or 8-bit length over 127 never completes.
+        {"8-bit length 130", false, L8, concat(wire({0x02, 0x82}), Bytes(130, 0x41)), Messages{},
+         Lines{}},
+        {"12-bit length 200", true, L12,
+         concat(concat(wire({0x02, 0xC8, 0x01}), Bytes(202, 0x41)), EXAMPLE_FRAME),
+         Messages{EXAMPLE_MESSAGE}, Lines{"STX found when not expected"}},
+        {"16-bit negative total", false, L16, concat(wire({0x02, 0x05, 0x80}), Bytes(100, 0x41)),
+         Messages{}, Lines{}},
+        // 384 is sent as 80 01 and read as 256 - 128: the frame ends 256 bytes early.
+        {"16-bit length 384", false, L16,
+         concat(concat(wire({0x02, 0x80, 0x01}), Bytes(128, 0x41)), Bytes(256, 0x42)),
+         Messages{Bytes(128, 0x41)}, Lines(256, "66")},
+        {"16-bit length 384 with crc", true, L16,
+         concat(wire({0x02, 0x80, 0x01}), Bytes(130, 0x41)), Messages{},
+         Lines{"CRC error in frame"}},
+    };
+    for (const auto& c : cases) {
+        for (std::size_t chunk : {WHOLE, std::size_t{1}}) {
+            SCOPED_TRACE(std::string(c.name) + (chunk == 1 ? ", byte by byte" : ", whole"));
+            testing::ConsoleCapture console;
+            auto decoder = configured<LinkDecoder16>(c.crc, c.lengthSize);
+            EXPECT_EQ(feed(decoder, c.stream, chunk), c.messages);
+            EXPECT_EQ(console.lines(), c.console);
+        }
+    }
+}
+
+TEST(LinkDecoderStreams, LengthSizeChangedInsideAFrameIsLoggedWithoutLeavingTheState) {
+    testing::ConsoleCapture console;
+    auto decoder = configured<LinkDecoder16>(false, L16);
+    EXPECT_TRUE(feed(decoder, wire({0x02, 0x01})).empty());
+    decoder.setLengthSize(9);
+    EXPECT_TRUE(feed(decoder, wire({0x00, 0x41})).empty());
+    decoder.setLengthSize(L16);
+    EXPECT_EQ(feed(decoder, wire({0x00, 0x41})), Messages{wire({0x41})});
+    EXPECT_EQ(console.lines(), Lines(2, "LinkDec: lengthSize is out of control #2"));
+}
+
+TEST(LinkDecoderCanvas, Byte8001OfAFrameEmptyInputAndBadCountsStop) {
+    testing::ConsoleCapture console;
+    // A negative 12-bit length keeps storing until the canvas runs out, escaped or not.
+    for (std::size_t chunk : {1u, 7u, 1024u, 9000u}) {
+        auto decoder = configured<LinkDecoder16>(false, L12);
+        feed(decoder, concat(wire({0x02, 0x81}), Bytes(8000, 0x41)), chunk);
+        EXPECT_EQ(fatalMessage([&] { feed(decoder, wire({0x41})); }), fatal::INDEX_OUT_OF_RANGE)
+            << "chunk " << chunk;
+    }
+    Bytes pairs = wire({0x02, 0x81});
+    for (int k = 0; k < 8001; ++k) {
+        pairs.insert(pairs.end(), {0x10, 0x42});
+    }
+    auto escaped = configured<LinkDecoder16>(false, L12);
+    EXPECT_EQ(fatalMessage([&] { feed(escaped, pairs); }), fatal::INDEX_OUT_OF_RANGE);
+    LinkDecoder16 decoder;
+    EXPECT_EQ(fatalMessage([&] { decoder.processByteLump(ByteLump(std::int64_t{0}), 0); }),
+              fatal::EMPTY_RANGE);
+    EXPECT_TRUE(console.lines().empty());
+    // The count is trusted over the payload.
+    ByteLump lump(concat(EXAMPLE_FRAME, EXAMPLE_FRAME));
+    lump.sizeInBytes = static_cast<std::int64_t>(EXAMPLE_FRAME.size());
+    ASSERT_EQ(decoder.processByteLump(lump, 3).size(), 1u);
+    lump.sizeInBytes = 21;
+    EXPECT_EQ(fatalMessage([&] { decoder.processByteLump(lump, 0); }), fatal::INDEX_OUT_OF_RANGE);
+}
+
+TEST(LinkRoundTrip, EveryCarriedLengthComesBackUnchangedHoweverItIsSplit) {
+    const std::pair<std::int64_t, bool> settings[] = {
+        {L12, true}, {L12, false}, {L16, true}, {L8, true}, {L8, false}};
+    for (const auto& [lengthSize, crc] : settings) {
+        SCOPED_TRACE("length size " + std::to_string(lengthSize) + (crc ? " with crc" : ""));
+        std::vector<std::size_t> lengths(127);
+        std::iota(lengths.begin(), lengths.end(), 1);
+        if (lengthSize == L16) {
+            // Lengths whose low byte stays below 0x80, up to the full canvas.
+            lengths.insert(lengths.end(), {256, 300, 383, 1024, 1151, 4096, 7999, 8000});
+        }
+        std::mt19937 rng(static_cast<unsigned>(lengthSize * 2 + crc));
+        Messages messages;
+        Bytes stream;
+        testing::ConsoleCapture console;
+        auto encoder = configured<LinkEncoder>(crc, lengthSize);
+        for (std::size_t n : lengths) {
+            messages.push_back(randomMessage(rng, n));
+            stream = concat(stream, frameOf(encoder, ByteLump(messages.back())));
+        }
+        console.clear();
+        // One byte per call splits every frame at every position; 17 leaves the bulk paths a
+        // full block after each split.
+        for (std::size_t chunk : {WHOLE, std::size_t{1}, std::size_t{17}}) {
+            auto decoder = configured<LinkDecoder16>(crc, lengthSize);
+            EXPECT_EQ(feed(decoder, stream, chunk), messages) << "chunk " << chunk;
+        }
+        EXPECT_TRUE(console.lines().empty());
+    }
+}
+
+}  // namespace
+}  // namespace vantoconnect
