@@ -1,169 +1,127 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <vips/vips.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <numbers>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "tests/support/ConsoleCapture.hpp"
+#include "vantoconnect/ReceiptComposer.hpp"
+#include "vantoconnect/VantoReceipt.hpp"
+#include "vantoconnect/VantoReceiptImageLine.hpp"
+#include "vantoconnect/support/Fatal.hpp"
 #include "vantoconnect/support/Image.hpp"
 
 namespace vantoconnect {
 namespace {
 
 namespace fs = std::filesystem;
+using testing::ConsoleCapture;
+using Rgba = std::array<std::uint8_t, 4>;
 
-class TempDir {
-  public:
-    TempDir() {
-        path_ = fs::temp_directory_path() /
-                ("vanto-image-test-" + std::to_string(std::random_device{}()));
-        fs::create_directories(path_);
+struct TempDir {
+    const fs::path path = fs::temp_directory_path() / ("vanto-image-" + std::to_string(getpid()));
+    TempDir() { fs::create_directories(path); }
+    ~TempDir() { fs::remove_all(path); }
+    // Writes bands-per-pixel 8-bit pixels to a file in the format its suffix names.
+    std::string write(const std::string& name, int width, int height, int bands,
+                      const std::vector<std::uint8_t>& pixels) const {
+        const std::string file = (path / name).string();
+        // The library under test starts the image library itself; make sure it has.
+        (void)Image::fromRGBA(1, 1, std::vector<std::uint8_t>(4));
+        VipsImage* image = vips_image_new_from_memory_copy(pixels.data(), pixels.size(), width,
+                                                           height, bands, VIPS_FORMAT_UCHAR);
+        EXPECT_EQ(vips_image_write_to_file(image, file.c_str(), nullptr), 0) << vips_error_buffer();
+        g_object_unref(image);
+        return file;
     }
-    ~TempDir() { fs::remove_all(path_); }
-    std::string file(const std::string& name) const { return (path_ / name).string(); }
-
-  private:
-    fs::path path_;
 };
 
-// Writes bands-per-pixel 8-bit pixels to a file in the format its suffix names.
-void writeImage(const std::string& path, int width, int height, int bands,
-                const std::vector<std::uint8_t>& pixels) {
-    // The library under test starts the image library itself; make sure it has before we use it.
-    const std::uint8_t one[4] = {0, 0, 0, 255};
-    (void)Image::fromRGBA(1, 1, one);
-    VipsImage* image = vips_image_new_from_memory_copy(pixels.data(), pixels.size(), width, height,
-                                                       bands, VIPS_FORMAT_UCHAR);
-    ASSERT_NE(image, nullptr);
-    ASSERT_EQ(vips_image_write_to_file(image, path.c_str(), nullptr), 0) << vips_error_buffer();
-    g_object_unref(image);
+std::vector<std::uint8_t> pixelsOf(const Image& image) {
+    return {image.rgba().begin(), image.rgba().end()};
 }
 
-TEST(ImageDecoding, PngKeepsSizeColourAndPremultipliesAlpha) {
+TEST(ImageDecoding, FilesAndEncodedBytesBecomePremultipliedRgbaOrAClearError) {
     TempDir dir;
     // Opaque red, half-transparent white, fully transparent green.
-    writeImage(dir.file("a.png"), 3, 1, 4, {255, 0, 0, 255, 255, 255, 255, 128, 0, 255, 0, 0});
-    const Image image = Image::fromFile(dir.file("a.png"));
-    ASSERT_EQ(image.width(), 3);
-    ASSERT_EQ(image.height(), 1);
-    const std::vector<std::uint8_t> expected = {255, 0, 0, 255, 128, 128, 128, 128, 0, 0, 0, 0};
-    EXPECT_EQ(std::vector<std::uint8_t>(image.rgba().begin(), image.rgba().end()), expected);
-}
-
-TEST(ImageDecoding, GreyAndRgbGainOpaqueAlphaFromFileAndMemory) {
-    TempDir dir;
-    writeImage(dir.file("grey.png"), 1, 2, 1, {0, 200});
-    const Image grey = Image::fromFile(dir.file("grey.png"));
-    EXPECT_EQ(std::vector<std::uint8_t>(grey.rgba().begin(), grey.rgba().end()),
+    const std::string file =
+        dir.write("a.png", 3, 1, 4, {255, 0, 0, 255, 255, 255, 255, 128, 0, 255, 0, 0});
+    const std::vector<std::uint8_t> premultiplied = {255, 0,   0, 255, 128, 128,
+                                                     128, 128, 0, 0,   0,   0};
+    EXPECT_EQ(Image::fromFile(file).width(), 3);
+    EXPECT_EQ(pixelsOf(Image::fromFile(file)), premultiplied);
+    std::ifstream in(file, std::ios::binary);
+    EXPECT_EQ(pixelsOf(Image::fromEncoded(
+                  std::vector<std::uint8_t>(std::istreambuf_iterator<char>(in), {}))),
+              premultiplied);
+    EXPECT_EQ(pixelsOf(Image::fromFile(dir.write("grey.png", 1, 2, 1, {0, 200}))),
               (std::vector<std::uint8_t>{0, 0, 0, 255, 200, 200, 200, 255}));
 
-    writeImage(dir.file("rgb.jpg"), 16, 8, 3, std::vector<std::uint8_t>(16 * 8 * 3, 255));
-    std::ifstream in(dir.file("rgb.jpg"), std::ios::binary);
-    const std::vector<std::uint8_t> encoded((std::istreambuf_iterator<char>(in)),
-                                            std::istreambuf_iterator<char>());
-    const Image jpeg = Image::fromEncoded(encoded);
-    EXPECT_EQ(jpeg.width(), 16);
-    EXPECT_EQ(jpeg.height(), 8);
-    for (std::uint8_t v : jpeg.rgba()) {
-        EXPECT_GE(v, 250);
-    }
-}
-
-TEST(ImageDecoding, UndecodableInputIsAClearImageError) {
-    TempDir dir;
-    { std::ofstream(dir.file("broken.png")) << "not an image at all"; }
-    const auto messageOf = [](auto&& make) -> std::string {
-        try {
-            make();
-        } catch (const Image::Error& e) {
-            return e.what();
-        }
-        return "<no error>";
-    };
-    const std::string broken = messageOf([&] { Image::fromFile(dir.file("broken.png")); });
-    EXPECT_NE(broken.find(dir.file("broken.png")), std::string::npos) << broken;
-    EXPECT_NE(broken.find("cannot decode"), std::string::npos) << broken;
-    const std::string missing = messageOf([&] { Image::fromFile(dir.file("missing.png")); });
-    EXPECT_NE(missing.find("missing.png"), std::string::npos) << missing;
-
+    // Whatever cannot be decoded is a clear error of its own.
+    using namespace ::testing;
+    const std::string broken = dir.write("broken.png", 1, 1, 1, {0});
+    { std::ofstream(broken) << "not an image at all"; }
+    EXPECT_THAT([&] { Image::fromFile(broken); },
+                ThrowsMessage<Image::Error>(AllOf(HasSubstr(broken), HasSubstr("cannot decode"))));
     const std::vector<std::uint8_t> garbage = {0x89, 'P', 'N', 'G', 1, 2, 3};
-    EXPECT_NE(messageOf([&] { Image::fromEncoded(garbage); }).find("cannot decode"),
-              std::string::npos);
+    EXPECT_THAT([&] { Image::fromEncoded(garbage); },
+                ThrowsMessage<Image::Error>(HasSubstr("cannot decode")));
+    EXPECT_THROW(Image::fromFile("/nonexistent/missing.png"), Image::Error);
     EXPECT_THROW(Image::fromEncoded({}), Image::Error);
-
-    const std::vector<std::uint8_t> seven(7);
-    EXPECT_THROW(Image::fromRGBA(1, 2, seven), Image::Error);
+    EXPECT_THROW(Image::fromRGBA(1, 2, std::vector<std::uint8_t>(7)), Image::Error);
     EXPECT_THROW(Image::fromRGBA(-1, -1, {}), Image::Error);
-    EXPECT_EQ(Image::fromRGBA(0, 0, {}).width(), 0);
 }
 
 // ---- resampling against a reference --------------------------------------------------------
 
-double lanczos(double x) {
-    if (x == 0.0) {
-        return 1.0;
-    }
-    if (std::abs(x) >= 3.0) {
-        return 0.0;
-    }
-    const double px = std::numbers::pi * x;
-    return 3.0 * std::sin(px) * std::sin(px / 3.0) / (px * px);
-}
-
-// One axis of a plain Lanczos-3 resampling: output position o is centred at (o + 0.5) * in/out
-// in source coordinates, the kernel is stretched by in/out when shrinking, and the weights of
-// the source pixels inside the image are normalised to sum to one.
-std::vector<double> referenceAxis(const std::vector<double>& src, int in, int out, int count,
-                                  int stride, int step) {
-    std::vector<double> dst(static_cast<std::size_t>(count) * out * 4);
-    const double ratio = static_cast<double>(in) / out;
-    const double scale = std::max(1.0, ratio);
-    for (int line = 0; line < count; ++line) {
-        for (int o = 0; o < out; ++o) {
-            const double centre = (o + 0.5) * ratio;
-            double acc[4] = {0, 0, 0, 0};
-            double sum = 0;
-            const int first = std::max(0, static_cast<int>(std::floor(centre - 3 * scale)));
-            const int last = std::min(in - 1, static_cast<int>(std::ceil(centre + 3 * scale)));
-            for (int j = first; j <= last; ++j) {
-                const double w = lanczos((j + 0.5 - centre) / scale);
-                if (w == 0.0) {
-                    continue;
-                }
-                sum += w;
-                for (int c = 0; c < 4; ++c) {
-                    acc[c] += w * src[static_cast<std::size_t>(line) * stride + j * step + c];
-                }
-            }
-            for (int c = 0; c < 4; ++c) {
-                dst[(static_cast<std::size_t>(line) * out + o) * 4 + c] = acc[c] / sum;
+// Plain Lanczos-3 along one axis: output pixel o (its centre at o + 0.5) samples the source
+// around (o + 0.5) * in / out, the kernel stretched by in / out when shrinking. Each tap is
+// (source index, weight).
+using Taps = std::vector<std::vector<std::pair<std::int64_t, double>>>;
+Taps lanczosTaps(double in, double out) {
+    Taps taps;
+    const double ratio = in / out, scale = std::max(1.0, ratio);
+    for (double o = 0.5; o < out; ++o) {
+        auto& row = taps.emplace_back();
+        for (double j = 0.5; j < in; ++j) {
+            const double x = (j - o * ratio) / scale, px = std::numbers::pi * x;
+            if (std::abs(x) < 3) {
+                row.emplace_back(j, x == 0 ? 1 : 3 * std::sin(px) * std::sin(px / 3) / (px * px));
             }
         }
     }
-    return dst;
+    return taps;
 }
 
+// Weights are normalised per output pixel, so that those inside the image sum to one.
 std::vector<std::uint8_t> referenceResize(const Image& image, int width, int height) {
-    const int w = static_cast<int>(image.width());
-    const int h = static_cast<int>(image.height());
-    std::vector<double> src(image.rgba().begin(), image.rgba().end());
-    // Rows first (each row a line of w pixels), then columns of the narrowed image, transposed
-    // back as we go.
-    const std::vector<double> rows = referenceAxis(src, w, width, h, w * 4, 4);
-    const std::vector<double> cols = referenceAxis(rows, h, height, width, 4, width * 4);
-    std::vector<std::uint8_t> out(static_cast<std::size_t>(width) * height * 4);
-    for (int x = 0; x < width; ++x) {
-        for (int y = 0; y < height; ++y) {
-            for (int c = 0; c < 4; ++c) {
-                const double v = cols[(static_cast<std::size_t>(x) * height + y) * 4 + c];
-                out[(static_cast<std::size_t>(y) * width + x) * 4 + c] =
-                    static_cast<std::uint8_t>(std::clamp(std::floor(v + 0.5), 0.0, 255.0));
+    const Taps across = lanczosTaps(static_cast<double>(image.width()), width);
+    const Taps down = lanczosTaps(static_cast<double>(image.height()), height);
+    std::vector<std::uint8_t> out;
+    for (const auto& rowTaps : down) {
+        for (const auto& columnTaps : across) {
+            double v[4] = {0, 0, 0, 0}, sum = 0;
+            for (const auto& [y, wy] : rowTaps) {
+                for (const auto& [x, wx] : columnTaps) {
+                    const std::uint8_t* p = image.rgba().data() + (y * image.width() + x) * 4;
+                    for (std::size_t c = 0; c < 4; ++c) {
+                        v[c] += wy * wx * p[c];
+                    }
+                    sum += wy * wx;
+                }
+            }
+            for (const double c : v) {
+                out.push_back(
+                    static_cast<std::uint8_t>(std::clamp(std::round(c / sum), 0.0, 255.0)));
             }
         }
     }
@@ -174,77 +132,149 @@ std::vector<std::uint8_t> referenceResize(const Image& image, int width, int hei
 // the threshold, fine noise and a transparent corner.
 Image testPicture(int width, int height, unsigned seed) {
     std::mt19937 random(seed);
-    std::vector<std::uint8_t> rgba(static_cast<std::size_t>(width) * height * 4);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            std::uint8_t* p = &rgba[(static_cast<std::size_t>(y) * width + x) * 4];
-            std::uint8_t v;
-            if ((x / 7 + y / 5) % 3 == 0) {
-                v = ((x / 3) % 2) != 0 ? 0 : 255;
-            } else if (y < height / 2) {
-                v = static_cast<std::uint8_t>(255 * x / std::max(1, width - 1));
-            } else {
-                v = static_cast<std::uint8_t>(random() % 256);
-            }
-            p[0] = v;
-            p[1] = static_cast<std::uint8_t>(255 - v / 2);
-            p[2] = v;
-            p[3] = (x < width / 8 && y < height / 8) ? 0 : 255;
-        }
+    std::vector<std::uint8_t> rgba;
+    for (int i = 0; i < width * height; ++i) {
+        const int x = i % width, y = i / width;
+        const auto v =
+            static_cast<std::uint8_t>((x / 7 + y / 5) % 3 == 0 ? (x / 3) % 2 * 255
+                                      : y < height / 2         ? 255 * x / std::max(1, width - 1)
+                                                               : static_cast<int>(random() % 256));
+        const bool clear = x < width / 8 && y < height / 8;
+        rgba.insert(rgba.end(), {v, static_cast<std::uint8_t>(255 - v / 2), v,
+                                 static_cast<std::uint8_t>(clear ? 0 : 255)});
     }
     return Image::fromRGBA(width, height, rgba);
 }
 
-bool dot(const std::uint8_t* p) {
-    return static_cast<int>(0.299 * p[0] + 0.587 * p[1] + 0.114 * p[2]) < 127;
-}
-
-TEST(Lanczos, MatchesReferenceOnManySizes) {
-    struct Size {
-        int width, height;
+TEST(Lanczos, MatchesTheReferenceOnManySizes) {
+    const auto dot = [](const std::uint8_t* p) {
+        return static_cast<int>(0.299 * p[0] + 0.587 * p[1] + 0.114 * p[2]) < 127;
     };
-    const Size sizes[] = {{1, 1},     {1, 2},     {3, 4},     {17, 5},   {100, 33},
-                          {287, 61},  {288, 24},  {289, 50},  {575, 90}, {576, 25},
-                          {577, 130}, {1000, 37}, {4000, 120}};
+    const std::pair<int, int> sizes[] = {{1, 1},     {1, 2},     {3, 4},     {17, 5},   {100, 33},
+                                         {287, 61},  {288, 24},  {289, 50},  {575, 90}, {576, 25},
+                                         {577, 130}, {1000, 37}, {4000, 120}};
     unsigned seed = 1;
-    for (const Size& s : sizes) {
-        const Image picture = testPicture(s.width, s.height, seed++);
-        const int height =
-            std::max(1, static_cast<int>((2LL * s.height * 576 + s.width) / (2LL * s.width)));
-        const Image mine = picture.resizedLanczos3(288, height);
+    for (const auto& [width, height] : sizes) {
+        SCOPED_TRACE(::testing::Message() << width << " x " << height);
+        const Image picture = testPicture(width, height, seed++);
+        const int scaled = std::max(1, (2 * height * 576 + width) / (2 * width));
+        const Image mine = picture.resizedLanczos3(288, scaled);
         ASSERT_EQ(mine.width(), 288);
-        ASSERT_EQ(mine.height(), height);
-        const std::vector<std::uint8_t> reference = referenceResize(picture, 288, height);
+        ASSERT_EQ(mine.height(), scaled);
+        const std::vector<std::uint8_t> reference = referenceResize(picture, 288, scaled);
         std::size_t differentDots = 0;
         int worst = 0;
         for (std::size_t i = 0; i < reference.size(); i += 4) {
             differentDots += dot(&reference[i]) != dot(&mine.rgba()[i]) ? 1 : 0;
-            for (int c = 0; c < 4; ++c) {
+            for (std::size_t c = 0; c < 4; ++c) {
                 worst = std::max(worst, std::abs(reference[i + c] - mine.rgba()[i + c]));
             }
         }
-        const double dots = static_cast<double>(reference.size() / 4);
-        EXPECT_LT(static_cast<double>(differentDots) / dots, 0.005) << s.width << " x " << s.height;
-        EXPECT_LE(worst, 1) << s.width << " x " << s.height;
+        EXPECT_LT(static_cast<double>(differentDots) / static_cast<double>(reference.size() / 4),
+                  0.005);
+        EXPECT_LE(worst, 1);
     }
+    EXPECT_THROW(testPicture(3, 3, 0).resizedLanczos3(0, 5), Image::Error);
 }
 
-TEST(Lanczos, FlatImagesStayFlatAndIdentityIsExact) {
-    std::vector<std::uint8_t> grey(40 * 30 * 4);
-    for (std::size_t i = 0; i < grey.size(); ++i) {
-        grey[i] = (i % 4 == 3) ? 255 : 127;
+// ---- rasterising into bands ----------------------------------------------------------------
+
+Image flat(int width, int height, Rgba colour) {
+    std::vector<std::uint8_t> rgba;
+    for (int i = 0; i < width * height; ++i) {
+        rgba.insert(rgba.end(), colour.begin(), colour.end());
     }
-    const Image flat = Image::fromRGBA(40, 30, grey);
-    for (const auto& [w, h] : {std::pair{288, 432}, std::pair{7, 3}, std::pair{1, 1}}) {
-        const Image scaled = flat.resizedLanczos3(w, h);
-        for (std::size_t i = 0; i < scaled.rgba().size(); ++i) {
-            ASSERT_EQ(scaled.rgba()[i], i % 4 == 3 ? 255 : 127);
+    return Image::fromRGBA(width, height, rgba);
+}
+
+// The band groups of a receipt holding just this image.
+std::vector<Bytes> bands(const Image& image) {
+    VantoReceipt receipt;
+    receipt.addLine(std::make_shared<VantoReceiptImageLine>(image));
+    auto groups = ReceiptComposer().compose(receipt);
+    return std::vector<Bytes>(groups.begin() + 1, groups.end() - 2);
+}
+
+// A band of 288 identical 24-dot columns: header, 3 bytes a column, line feed; 870 bytes.
+Bytes band(int b0, int b1, int b2) {
+    Bytes out{0x1B, 0x2A, 0x20, 0x20, 0x01};
+    for (int i = 0; i < 288 * 3; ++i) {
+        out.push_back(static_cast<std::int8_t>(i % 3 == 0 ? b0 : i % 3 == 1 ? b1 : b2));
+    }
+    out.push_back(0x0A);
+    return out;
+}
+
+// A 576-wide image halves across and keeps its height, so rows map one to one.
+constexpr int kWide = 576;
+constexpr Rgba kBlack = {0, 0, 0, 255};
+constexpr Rgba kWhite = {255, 255, 255, 255};
+
+TEST(Raster, BandsOf288ColumnsPaddedWithBlankRowsThresholdBitOrderAndNoPixels) {
+    ConsoleCapture console;
+    EXPECT_EQ(bands(flat(kWide, 25, kBlack)),
+              (std::vector<Bytes>{band(0xFF, 0xFF, 0xFF), band(0x80, 0x00, 0x00)}));
+    EXPECT_EQ(console.lines(), (std::vector<std::string>{"width : 288 pixels", "height: 25 pixels",
+                                                         "bits per pixel: 32"}));
+    const std::pair<Rgba, bool> cases[] = {
+        {{127, 127, 127, 255}, true},  // 126.99... truncates to 126
+        {{128, 128, 128, 255}, false}, {kWhite, false}, {{0, 0, 255, 255}, true},  // blue is dark
+        {{0, 255, 0, 255}, false},                                                 // green is light
+        {{255, 255, 255, 0}, true},  // premultiplied: fully transparent white is black, and prints
+    };
+    for (const auto& [colour, prints] : cases) {
+        EXPECT_EQ(bands(flat(kWide, 24, colour)),
+                  std::vector<Bytes>{prints ? band(0xFF, 0xFF, 0xFF) : band(0, 0, 0)})
+            << int(colour[0]) << " " << int(colour[1]) << " " << int(colour[2]);
+    }
+    const auto blackRows = [](std::initializer_list<int> black) {
+        std::vector<std::uint8_t> rgba(kWide * 24 * 4, 255);
+        for (int y : black) {
+            std::fill_n(rgba.begin() + y * kWide * 4, kWide * 4, 0);  // transparent black prints
+        }
+        return bands(Image::fromRGBA(kWide, 24, rgba))[0];
+    };
+    // Rows 7, 8 and 23: the lowest bit of the first byte, the top of the second, the lowest of
+    // the third.
+    EXPECT_EQ(blackRows({7, 8, 23}), band(0x01, 0x80, 0x01));
+    EXPECT_THAT([] { bands(Image::fromRGBA(0, 0, {})); },
+                ::testing::ThrowsMessage<FatalError>(std::string(fatal::EMPTY_RANGE)));
+}
+
+// Images from memory and files of awkward shapes from disk, through the whole path to bands.
+TEST(Raster, ScaledHeightRoundsHalfUpAndNeverReachesZero) {
+    TempDir dir;
+    const struct {
+        std::string file;  // none: raw RGBA
+        int width, height, bands, scaled;
+    } cases[] = {
+        {"", 1, 1, 4, 576},
+        {"", 1152, 1, 4, 1},      // exactly one half rounds up
+        {"", 1153, 1, 4, 1},      // below a half: never zero
+        {"", 1000, 999, 4, 575},  // 575.424
+        {"", 288, 10, 4, 20},
+        {"one-wide.png", 1, 5, 4, 2880},
+        {"very-wide.jpg", 10000, 40, 3, 2},  // 2.304
+        {"tall.png", 30, 200, 2, 3840},      // grey with alpha
+        {"tall.jpg", 97, 301, 1, 1787},      // 1787.3, grey
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(::testing::Message() << c.width << " x " << c.height);
+        const std::vector<std::uint8_t> pixels(
+            static_cast<std::size_t>(c.width * c.height * c.bands), 255);
+        const Image image =
+            c.file.empty() ? Image::fromRGBA(c.width, c.height, pixels)
+                           : Image::fromFile(dir.write(c.file, c.width, c.height, c.bands, pixels));
+        EXPECT_EQ(image.width(), c.width);
+        EXPECT_EQ(image.height(), c.height);
+        ConsoleCapture console;
+        const auto groups = bands(image);
+        EXPECT_EQ(console.lines().at(1), "height: " + std::to_string(c.scaled) + " pixels");
+        EXPECT_EQ(groups.size(), static_cast<std::size_t>((c.scaled + 23) / 24));
+        for (const Bytes& group : groups) {
+            ASSERT_EQ(group, band(0, 0, 0));
         }
     }
-    const Image picture = testPicture(31, 9, 99);
-    const Image same = picture.resizedLanczos3(31, 9);
-    EXPECT_TRUE(std::equal(same.rgba().begin(), same.rgba().end(), picture.rgba().begin()));
-    EXPECT_THROW(picture.resizedLanczos3(0, 5), Image::Error);
 }
 
 }  // namespace
