@@ -3,10 +3,7 @@
 #include <cmath>
 #include <limits>
 
-#include "tests/support/ConsoleCapture.hpp"
-#include "vantoconnect/Result.hpp"
 #include "vantoconnect/VantoError.hpp"
-#include "vantoconnect/support/Console.hpp"
 #include "vantoconnect/support/Fatal.hpp"
 
 namespace vantoconnect {
@@ -57,14 +54,7 @@ TEST(CheckedIndexing, OutOfRangeStopsInsteadOfReadingPastTheEnd) {
     EXPECT_EQ(fatalMessage([] { requireCount(-1); }), fatal::NEGATIVE_COUNT);
 }
 
-TEST(Console, LinesReachTheSinkWholeAndInOrder) {
-    testing::ConsoleCapture capture;
-    consoleLine("first");
-    consoleLine("second line");
-    EXPECT_EQ(capture.lines(), (std::vector<std::string>{"first", "second line"}));
-}
-
-TEST(ErrorsAndResults, BridgeLikeThePlatform) {
+TEST(Errors, BridgeLikeThePlatform) {
     const auto generic = VantoError::GENERIC("no route");
     EXPECT_EQ(generic.code(), 0);
     EXPECT_EQ(generic.message(), "no route");
@@ -74,11 +64,6 @@ TEST(ErrorsAndResults, BridgeLikeThePlatform) {
     EXPECT_EQ(notResponding.description(), "PRINTER_NOT_RESPONDING");
     EXPECT_EQ(notResponding.localizedDescription(),
               "The operation couldn\u2019t be completed. (vantoconnect.VantoError error 1.)");
-
-    EXPECT_FALSE(Result::success().error().has_value());
-    const auto failed = Result::failure(std::make_error_code(std::errc::timed_out));
-    EXPECT_TRUE(failed.isFailure());
-    EXPECT_FALSE(failed.isSuccess());
 }
 
 }  // namespace
