@@ -5,6 +5,11 @@
 
 #include "vantoconnect/support/Fatal.hpp"
 
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#define VANTO_DUMP_HAVE_SHUFFLE 1
+#endif
+
 namespace vantoconnect {
 
 namespace {
@@ -20,6 +25,52 @@ constexpr std::array<std::array<char, 4>, 256> makeHexCells() {
     return table;
 }
 constexpr std::array<std::array<char, 4>, 256> HEX_CELLS = makeHexCells();
+
+#ifdef VANTO_DUMP_HAVE_SHUFFLE
+
+// Sixteen bytes become 48 characters "hh|" at a time: each nibble is looked up as a digit,
+// and three shuffles per output block place the high digits, the low digits and the
+// separators. Returns how many input bytes it took (a multiple of sixteen).
+__attribute__((target("ssse3"))) std::size_t dumpBlocks(const std::int8_t* in, std::size_t count,
+                                                        char* out) {
+    const __m128i digits = _mm_setr_epi8('0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'a', 'b',
+                                         'c', 'd', 'e', 'f');
+    const __m128i nibble = _mm_set1_epi8(0x0F);
+    // For output position j of block b (character 16b + j = 3i + r): the source byte i when
+    // r selects that digit, otherwise -1 so the shuffle gives 0 and the other parts show.
+    alignas(16) static constexpr std::int8_t HIGH[3][16] = {
+        {0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1, -1, 5},
+        {-1, -1, 6, -1, -1, 7, -1, -1, 8, -1, -1, 9, -1, -1, 10, -1},
+        {-1, 11, -1, -1, 12, -1, -1, 13, -1, -1, 14, -1, -1, 15, -1, -1}};
+    alignas(16) static constexpr std::int8_t LOW[3][16] = {
+        {-1, 0, -1, -1, 1, -1, -1, 2, -1, -1, 3, -1, -1, 4, -1, -1},
+        {5, -1, -1, 6, -1, -1, 7, -1, -1, 8, -1, -1, 9, -1, -1, 10},
+        {-1, -1, 11, -1, -1, 12, -1, -1, 13, -1, -1, 14, -1, -1, 15, -1}};
+    alignas(16) static constexpr std::int8_t BARS[3][16] = {
+        {0, 0, '|', 0, 0, '|', 0, 0, '|', 0, 0, '|', 0, 0, '|', 0},
+        {0, '|', 0, 0, '|', 0, 0, '|', 0, 0, '|', 0, 0, '|', 0, 0},
+        {'|', 0, 0, '|', 0, 0, '|', 0, 0, '|', 0, 0, '|', 0, 0, '|'}};
+    std::size_t k = 0;
+    for (; k + 16 <= count; k += 16) {
+        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + k));
+        const __m128i high = _mm_shuffle_epi8(digits, _mm_and_si128(_mm_srli_epi16(v, 4), nibble));
+        const __m128i low = _mm_shuffle_epi8(digits, _mm_and_si128(v, nibble));
+        for (int b = 0; b < 3; ++b) {
+            const __m128i part = _mm_or_si128(
+                _mm_or_si128(_mm_shuffle_epi8(
+                                 high, _mm_load_si128(reinterpret_cast<const __m128i*>(HIGH[b]))),
+                             _mm_shuffle_epi8(
+                                 low, _mm_load_si128(reinterpret_cast<const __m128i*>(LOW[b])))),
+                _mm_load_si128(reinterpret_cast<const __m128i*>(BARS[b])));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 3 * k + 16 * b), part);
+        }
+    }
+    return k;
+}
+
+const bool DUMP_SHUFFLE_AVAILABLE = __builtin_cpu_supports("ssse3");
+
+#endif
 
 constexpr std::string_view DUMP_PREFIX = "ByteLump, size ";
 constexpr std::string_view DUMP_CONTENTS = ", contents: ";
@@ -136,7 +187,14 @@ void ByteLump::appendDump(std::string& out) const {
     std::memcpy(p, DUMP_CONTENTS.data(), DUMP_CONTENTS.size());
     p += DUMP_CONTENTS.size();
     const std::int8_t* bytes = payload.data();
-    for (std::size_t k = 0; k < available; ++k) {
+    std::size_t k = 0;
+#ifdef VANTO_DUMP_HAVE_SHUFFLE
+    if (DUMP_SHUFFLE_AVAILABLE) {
+        k = dumpBlocks(bytes, available, p);
+        p += 3 * k;
+    }
+#endif
+    for (; k < available; ++k) {
         std::memcpy(p, HEX_CELLS[static_cast<std::uint8_t>(bytes[k])].data(), 4);
         p += 3;
     }

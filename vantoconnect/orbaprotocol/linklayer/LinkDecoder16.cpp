@@ -1,7 +1,9 @@
 #include "vantoconnect/orbaprotocol/linklayer/LinkDecoder16.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <limits>
 #include <span>
 #include <string>
 #include <utility>
@@ -10,7 +12,7 @@
 #include "vantoconnect/support/Fatal.hpp"
 
 #if defined(__SSE2__)
-#include <emmintrin.h>
+#include <immintrin.h>
 #endif
 
 namespace vantoconnect {
@@ -31,27 +33,71 @@ inline bool isFramingByte(std::int8_t b) {
     return b == CRC::STX || b == CRC::DLE;
 }
 
-// Length of the leading run of bytes that are neither start nor escape bytes, at most count.
-inline std::size_t plainRun(const std::int8_t* p, std::size_t count) {
-    std::size_t k = 0;
 #if defined(__SSE2__)
-    const __m128i stx = _mm_set1_epi8(CRC::STX);
-    const __m128i dle = _mm_set1_epi8(CRC::DLE);
-    while (k + 16 <= count) {
-        const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + k));
-        const int hits =
-            _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(v, stx), _mm_cmpeq_epi8(v, dle)));
-        if (hits != 0) {
-            return k + static_cast<std::size_t>(__builtin_ctz(static_cast<unsigned>(hits)));
-        }
-        k += 16;
-    }
-#endif
-    while (k < count && !isFramingByte(p[k])) {
-        ++k;
-    }
-    return k;
+// One bit per start or escape byte among the sixteen in v.
+inline unsigned framingMask(__m128i v) {
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(
+        _mm_cmpeq_epi8(v, _mm_set1_epi8(CRC::STX)), _mm_cmpeq_epi8(v, _mm_set1_epi8(CRC::DLE)))));
 }
+
+// COMPACT[m]: the positions of the set bits of m, lowest first, as a byte shuffle.
+using CompactTable = std::array<std::array<std::int8_t, 8>, 256>;
+constexpr CompactTable makeCompactTable() {
+    CompactTable t{};
+    for (std::size_t m = 0; m < 256; ++m) {
+        std::size_t n = 0;
+        for (std::size_t bit = 0; bit < 8; ++bit) {
+            if ((m >> bit) & 1) {
+                t[m][n++] = static_cast<std::int8_t>(bit);
+            }
+        }
+    }
+    return t;
+}
+constexpr CompactTable COMPACT = makeCompactTable();
+
+struct Unstuffed {
+    std::size_t consumed = 0;
+    std::size_t produced = 0;
+};
+
+#define VANTO_UNSTUFF_TARGET __attribute__((target("ssse3,popcnt")))
+
+// Unescapes one block of sixteen wire bytes into at most sixteen message bytes at out, which
+// must have room for sixteen. Takes nothing (consumed 0) when the block holds a start byte or
+// two escapes in a row, which the state machine reports, or when it would produce more than
+// wanted bytes. An escape in the last position is left for the next block with its partner.
+VANTO_UNSTUFF_TARGET Unstuffed unstuffBlock(const std::int8_t* in, std::int8_t* out,
+                                            std::int64_t wanted) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
+    const __m128i dle = _mm_cmpeq_epi8(v, _mm_set1_epi8(CRC::DLE));
+    const auto escapes = static_cast<unsigned>(_mm_movemask_epi8(dle));
+    const int starts = _mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8(CRC::STX)));
+    if (starts != 0 || (escapes & (escapes << 1)) != 0) {
+        return {};
+    }
+    const std::size_t consumed = (escapes & 0x8000) != 0 ? 15 : 16;
+    const unsigned kept = ~escapes & ((1u << consumed) - 1);
+    const auto low = static_cast<std::size_t>(__builtin_popcount(kept & 0xFF));
+    const std::size_t produced = low + static_cast<std::size_t>(__builtin_popcount(kept >> 8));
+    if (static_cast<std::int64_t>(produced) > wanted) {
+        return {};
+    }
+    // Each byte after an escape loses the escape's bit 6 flip.
+    const __m128i x =
+        _mm_xor_si128(v, _mm_and_si128(_mm_slli_si128(dle, 1), _mm_set1_epi8(CRC::BIT6)));
+    const __m128i lowShuffle =
+        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(COMPACT[kept & 0xFF].data()));
+    const __m128i highShuffle =
+        _mm_add_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(COMPACT[kept >> 8].data())),
+                     _mm_set1_epi8(8));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_shuffle_epi8(x, lowShuffle));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + low), _mm_shuffle_epi8(x, highShuffle));
+    return {consumed, produced};
+}
+
+const bool SHUFFLE_AVAILABLE = __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("popcnt");
+#endif
 
 }  // namespace
 
@@ -121,45 +167,87 @@ std::vector<ByteLump> LinkDecoder16::processByteLump(const ByteLump& bl, std::in
 }
 
 std::size_t LinkDecoder16::takeDataRun(const std::int8_t* p, std::size_t count) {
+    // A non-positive announced length never completes, so it puts no bound on the run.
+    const std::int64_t stop =
+        quotedLengthTot > 0 ? quotedLengthTot : std::numeric_limits<std::int64_t>::max();
+    std::int8_t* const canvas = frameCanvas.data();
+    std::int64_t used = usedCanvas;
     std::size_t k = 0;
-    while (k < count) {
-        // A non-positive announced length never completes, so it puts no bound on the run.
-        std::size_t wanted = count - k;
-        if (quotedLengthTot > usedCanvas) {
-            wanted = std::min(wanted, static_cast<std::size_t>(quotedLengthTot - usedCanvas));
-        }
-        std::size_t run = plainRun(p + k, wanted);
-        if (run > 0) {
-            const std::size_t room = static_cast<std::size_t>(MAXCANVASSIZE - usedCanvas);
-            if (run > room) {
-                // Store what fits, then let the checked store fail on the first byte that
-                // does not, exactly as byte-by-byte storing would.
-                std::memcpy(frameCanvas.data() + usedCanvas, p + k, room);
-                usedCanvas += static_cast<std::int64_t>(room);
-                storeDataByte(p[k + room]);
+    bool filled = false;
+    while (k < count && !filled) {
+#if defined(__SSE2__)
+        // Whole blocks are written while they surely fit the canvas; bytes past the ones
+        // counted are scratch that later stores overwrite. Near the canvas end bytes go one at
+        // a time through the checked store, so an overrun stops at the same byte as it always
+        // did.
+        if (k + 16 <= count && used + 16 <= MAXCANVASSIZE) {
+            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + k));
+            const unsigned hits = framingMask(v);
+            if (hits == 0 && used + 16 < stop) {
+                // The common case: blocks with no framing byte that end before the frame does.
+                // Leaving the loop is a branch, not a data dependency, so the blocks overlap.
+                const auto room =
+                    static_cast<std::size_t>(std::min(stop - 1, MAXCANVASSIZE) - used);
+                const std::size_t blocks = std::min((count - k) / 16, room / 16);
+                const auto* in = reinterpret_cast<const __m128i*>(p + k);
+                auto* out = reinterpret_cast<__m128i*>(canvas + used);
+                _mm_storeu_si128(out, v);
+                std::size_t clean = 1;
+                while (clean < blocks) {
+                    const __m128i next = _mm_loadu_si128(in + clean);
+                    if (framingMask(next) != 0) {
+                        break;
+                    }
+                    _mm_storeu_si128(out + clean, next);
+                    ++clean;
+                }
+                k += 16 * clean;
+                used += static_cast<std::int64_t>(16 * clean);
+                continue;
             }
-            std::memcpy(frameCanvas.data() + usedCanvas, p + k, run);
-            usedCanvas += static_cast<std::int64_t>(run);
-            k += run;
-            if (usedCanvas == quotedLengthTot) {
-                frameFilled();
+            if (hits != 0 && SHUFFLE_AVAILABLE) {
+                const Unstuffed step = unstuffBlock(p + k, canvas + used, stop - used);
+                if (step.consumed > 0) {
+                    k += step.consumed;
+                    used += static_cast<std::int64_t>(step.produced);
+                    filled = used == stop;
+                    continue;
+                }
+            }
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(canvas + used), v);
+            const auto limit = static_cast<unsigned>(std::min<std::int64_t>(16, stop - used));
+            const auto plain = static_cast<unsigned>(__builtin_ctz(hits | (1u << limit)));
+            k += plain;
+            used += plain;
+            filled = used == stop;
+            if (filled || plain == 16) {
+                continue;
+            }
+        }
+#endif
+        // Byte by byte for a block's worth, taking escape pairs whole rather than through the
+        // state machine. The checked store keeps the count current, as it is when it stops.
+        usedCanvas = used;
+        const std::size_t blockEnd = std::min(count, k + 16);
+        while (k < blockEnd && !filled) {
+            if (!isFramingByte(p[k])) {
+                storeDataByte(p[k]);
+                k += 1;
+            } else if (p[k] == CRC::DLE && k + 1 < count && !isFramingByte(p[k + 1])) {
+                storeDataByte(static_cast<std::int8_t>(p[k + 1] ^ CRC::BIT6));
+                k += 2;
+            } else {
+                // A start byte, or an escape whose partner is not here yet or is itself a
+                // framing byte: the state machine decides.
                 return k;
             }
+            filled = usedCanvas == stop;
         }
-        // Escaped bytes cluster in binary data; take whole pairs here rather than through the
-        // state machine. A pair whose second byte is a start or escape byte is an error case
-        // and is left to it.
-        while (k + 1 < count && p[k] == CRC::DLE && !isFramingByte(p[k + 1])) {
-            storeDataByte(static_cast<std::int8_t>(p[k + 1] ^ CRC::BIT6));
-            k += 2;
-            if (usedCanvas == quotedLengthTot) {
-                frameFilled();
-                return k;
-            }
-        }
-        if (k < count && isFramingByte(p[k])) {
-            return k;
-        }
+        used = usedCanvas;
+    }
+    usedCanvas = used;
+    if (filled) {
+        frameFilled();
     }
     return k;
 }
@@ -213,27 +301,30 @@ void LinkDecoder16::processByteDefault(std::int8_t byteDefault) {
             quotedCRC.setUpperByte(b);
             state = ISCRC2;
             break;
-        case ISCRC2: {
+        case ISCRC2:
             quotedCRC.setLowerByte(b);
-            CRC computed;
-            const std::int8_t length[2] = {static_cast<std::int8_t>(quotedLength1),
-                                           static_cast<std::int8_t>(quotedLength2)};
-            const bool twoLengthBytes =
-                lengthSize == LENGTH_16BIT || (lengthSize == LENGTH_12BIT && quotedLength1 > 0x7F);
-            computed.addToCRC(std::span<const std::int8_t>(length, twoLengthBytes ? 2 : 1));
-            requireRange(0, usedCanvas - 1);
-            computed.addToCRC(std::span<const std::int8_t>(frameCanvas.data(),
-                                                           static_cast<std::size_t>(usedCanvas)));
-            if (quotedCRC.equals(computed)) {
-                deliverFrame();
-                abortFrame(std::nullopt);
-            } else {
-                abortFrame(CRC_ERROR);
-            }
+            checkFrame();
             break;
-        }
         default:
             break;
+    }
+}
+
+void LinkDecoder16::checkFrame() {
+    CRC computed;
+    const std::int8_t length[2] = {static_cast<std::int8_t>(quotedLength1),
+                                   static_cast<std::int8_t>(quotedLength2)};
+    const bool twoLengthBytes =
+        lengthSize == LENGTH_16BIT || (lengthSize == LENGTH_12BIT && quotedLength1 > 0x7F);
+    computed.addToCRC(std::span<const std::int8_t>(length, twoLengthBytes ? 2 : 1));
+    requireRange(0, usedCanvas - 1);
+    computed.addToCRC(
+        std::span<const std::int8_t>(frameCanvas.data(), static_cast<std::size_t>(usedCanvas)));
+    if (quotedCRC.equals(computed)) {
+        deliverFrame();
+        abortFrame(std::nullopt);
+    } else {
+        abortFrame(CRC_ERROR);
     }
 }
 

@@ -67,6 +67,8 @@ class LinkDecoder16 : public AbstractBLProducer {
     // Called once the canvas holds the announced count.
     void frameFilled();
     void deliverFrame();
+    // Called with both check bytes in: delivers the frame if its check value matches.
+    void checkFrame();
     // Takes as many message bytes as it can from p[0..count) while in ISDATA with no escape
     // pending; returns how many input bytes it consumed. Stops before any start byte, any
     // escape it cannot finish, and after the frame's last message byte.

@@ -1,6 +1,7 @@
 #include "vantoconnect/orbaprotocol/linklayer/LinkEncoder.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <span>
 #include <string_view>
@@ -9,7 +10,7 @@
 #include "vantoconnect/support/Fatal.hpp"
 
 #if defined(__SSE2__)
-#include <emmintrin.h>
+#include <immintrin.h>
 #endif
 
 namespace vantoconnect {
@@ -44,6 +45,59 @@ inline std::size_t plainRun(const std::int8_t* p, std::size_t count) {
     }
     return k;
 }
+
+#if defined(__SSE2__)
+// EXPAND[m]: for eight bytes whose escape bytes are the set bits of m, the shuffle that spreads
+// them out and puts an escape (source lane 8) before each of those.
+using ExpandTable = std::array<std::array<std::int8_t, 16>, 256>;
+constexpr ExpandTable makeExpandTable() {
+    ExpandTable t{};
+    for (std::size_t m = 0; m < 256; ++m) {
+        std::size_t out = 0;
+        for (std::size_t bit = 0; bit < 8; ++bit) {
+            if ((m >> bit) & 1) {
+                t[m][out++] = 8;
+            }
+            t[m][out++] = static_cast<std::int8_t>(bit);
+        }
+        while (out < 16) {
+            t[m][out++] = -1;
+        }
+    }
+    return t;
+}
+constexpr ExpandTable EXPAND = makeExpandTable();
+
+// Escapes eight bytes at a time for as long as each eight holds a byte to escape, writing
+// sixteen bytes per step of which the ones past the frame's end are spare. Returns how many
+// input bytes it took; written is how many frame bytes they became.
+__attribute__((target("ssse3,popcnt"))) std::size_t expandEscapes(const std::int8_t* in,
+                                                                  std::size_t count,
+                                                                  std::int8_t* out,
+                                                                  std::size_t& written) {
+    std::size_t k = 0;
+    written = 0;
+    while (k + 8 <= count) {
+        const __m128i x = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(in + k));
+        const __m128i escape = _mm_or_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(CRC::STX)),
+                                            _mm_cmpeq_epi8(x, _mm_set1_epi8(CRC::DLE)));
+        const auto mask = static_cast<unsigned>(_mm_movemask_epi8(escape)) & 0xFF;
+        if (mask == 0) {
+            break;
+        }
+        const __m128i flipped = _mm_xor_si128(x, _mm_and_si128(escape, _mm_set1_epi8(CRC::BIT6)));
+        const __m128i lanes = _mm_unpacklo_epi64(flipped, _mm_set1_epi8(CRC::DLE));
+        const __m128i spread = _mm_shuffle_epi8(
+            lanes, _mm_loadu_si128(reinterpret_cast<const __m128i*>(EXPAND[mask].data())));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + written), spread);
+        written += 8 + static_cast<std::size_t>(__builtin_popcount(mask));
+        k += 8;
+    }
+    return k;
+}
+
+const bool EXPAND_AVAILABLE = __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("popcnt");
+#endif
 
 }  // namespace
 
@@ -104,6 +158,13 @@ void LinkEncoder::sendEscapedRun(const std::int8_t* bytes, std::size_t count) {
             std::memcpy(out, bytes + k, run);
             out += run;
             k += run;
+#if defined(__SSE2__)
+            if (EXPAND_AVAILABLE) {
+                std::size_t written = 0;
+                k += expandEscapes(bytes + k, count - k, out, written);
+                out += written;
+            }
+#endif
             // Escaped bytes tend to come in clusters; expand them without branches, writing
             // one spare byte that the next store overwrites.
             while (k < count) {
