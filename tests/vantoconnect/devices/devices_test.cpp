@@ -1,9 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
+#include <filesystem>
+#include <string>
 #include <vector>
 
 #include "tests/vantoconnect/devices/DeviceTestSupport.hpp"
+#include "vantoconnect/Vanto.hpp"
+#include "vantoconnect/VantoConfigurationController.hpp"
+#include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoLedController.hpp"
 #include "vantoconnect/orbaprotocol/messages/OrbaIOState.hpp"
 #include "vantoconnect/orbaprotocol/messages/VantoColorCodes.hpp"
@@ -13,69 +19,157 @@
 namespace vantoconnect::testing {
 namespace {
 
-// The diagnostic request alone goes out with source node 1 (byte 0x12).
-constexpr std::int8_t DIAGNOSTIC_SOURCE = 0x12;
-constexpr std::int8_t COSMETIC_SOURCE = 0x02;
+using LEDS = VantoDiagnosticLEDS;
+using Colours = VantoColorCodes;
 
-class LedControllerTest : public ::testing::Test {
+// A set-IO-state request to the IO channel: 24 zero bytes, then the change mask and the values
+// as the unit reads 32-bit words, least significant byte first.
+UBytes ioStateFrame(std::int8_t source, std::uint32_t mask, std::uint32_t value) {
+    Bytes message{0x1B, source, 0x49, 0x00};
+    message.resize(4 + 24, 0);
+    for (const std::uint32_t word : {mask, value}) {
+        for (int shift = 0; shift < 32; shift += 8) {
+            message.push_back(static_cast<std::int8_t>(word >> shift));
+        }
+    }
+    return FakeUnit::frame(message);
+}
+
+// The status read, or the error text when it throws.
+std::string statusOf(VantoConfigurationController& controller) {
+    try {
+        return std::to_string(controller.cashDrawerStatus());
+    } catch (const VantoError& error) {
+        EXPECT_EQ(error.kind(), VantoError::Kind::GENERIC);
+        return error.message();
+    }
+}
+
+// Sockets this process holds, counted from its descriptor table.
+int openSockets() {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;  // an entry may be closed between listing and reading it
+        count += std::filesystem::read_symlink(entry.path(), gone).string().starts_with("socket:");
+    }
+    return count;
+}
+
+class DevicesTest : public ::testing::Test {
   protected:
     FakeUnit unit;
-    VantoLedController leds{managerFor(unit)};
+    // One manager, so that the writes of both controllers reach the unit in submission order.
+    std::shared_ptr<QuickConnectionManager> manager = managerFor(unit.port());
+    VantoLedController leds{manager};
+    VantoConfigurationController configuration{manager};
+    Vanto vanto;  // on a manager of its own
+
+    void SetUp() override { aimAt(*vanto.getConnectionManager(), unit.port()); }
 };
 
-TEST_F(LedControllerTest, DiagnosticLedFramesCarryTwoBitsPerPosition) {
-    struct Case {
-        std::int64_t position;
-        std::int64_t colour;
-        std::uint32_t mask;
-        std::uint32_t value;
-    };
-    const std::vector<Case> cases = {
-        {VantoDiagnosticLEDS::LED_PRINTER, VantoColorCodes::LED_GREEN, 0x00030000, 0x00010000},
-        {VantoDiagnosticLEDS::LED_POWER, VantoColorCodes::LED_OFF, 0x00000003, 0x00000000},
-        {VantoDiagnosticLEDS::LED_NETWORK, VantoColorCodes::LED_RED, 0x0000000C, 0x00000008},
-        {VantoDiagnosticLEDS::LED_USB2, VantoColorCodes::LED_AMBER, 0x00300000, 0x00300000},
-        // NA_NUMBER leaves the LED alone: nothing in the mask.
-        {VantoDiagnosticLEDS::LED_TABLET, OrbaIOState::NA_NUMBER, 0, 0},
-    };
-    for (const Case& c : cases) {
-        leds.setDiagnosticLed(c.position, c.colour);
-    }
+TEST_F(DevicesTest, EveryWriteIsOneExactFrame) {
     std::vector<UBytes> expected;
-    for (const Case& c : cases) {
-        expected.push_back(FakeUnit::frame(ioStateMessage(DIAGNOSTIC_SOURCE, c.mask, c.value)));
-    }
-    EXPECT_EQ(receivedLike(unit, expected), expected);
-}
-
-TEST_F(LedControllerTest, CosmeticColoursLightGreenBlueRedLines) {
-    // Lines 8, 9, 10 carry green, blue, red: the value nibble is green + 2 blue + 4 red.
-    const std::vector<std::pair<std::int64_t, std::uint32_t>> colours = {
-        {VantoColorCodes::COSMETIC_OFF, 0x0},    {VantoColorCodes::COSMETIC_BLUE, 0x2},
-        {VantoColorCodes::COSMETIC_GREEN, 0x1},  {VantoColorCodes::COSMETIC_CYAN, 0x3},
-        {VantoColorCodes::COSMETIC_RED, 0x4},    {VantoColorCodes::COSMETIC_MAGENTA, 0x6},
-        {VantoColorCodes::COSMETIC_YELLOW, 0x5}, {VantoColorCodes::COSMETIC_WHITE, 0x7},
+    // Two bits a position; the diagnostic request alone goes out from source node 1 (0x12).
+    const struct {
+        std::int64_t position, colour;
+        std::uint32_t mask, value;
+    } diagnostic[] = {
+        {LEDS::LED_PRINTER, Colours::LED_GREEN, 0x00030000, 0x00010000},
+        {LEDS::LED_POWER, Colours::LED_OFF, 0x00000003, 0x00000000},
+        {LEDS::LED_NETWORK, Colours::LED_RED, 0x0000000C, 0x00000008},
+        {LEDS::LED_USB2, Colours::LED_AMBER, 0x00300000, 0x00300000},
+        // NA_NUMBER leaves the LED alone: nothing in the mask.
+        {LEDS::LED_TABLET, OrbaIOState::NA_NUMBER, 0, 0},
     };
-    for (const auto& [colour, nibble] : colours) {
+    for (const auto& c : diagnostic) {
+        leds.setDiagnosticLed(c.position, c.colour);
+        expected.push_back(ioStateFrame(0x12, c.mask, c.value));
+    }
+    // Lines 8, 9, 10 carry green, blue, red: the value nibble is green + 2 blue + 4 red.
+    const std::pair<std::int64_t, std::uint32_t> cosmetic[] = {
+        {Colours::COSMETIC_OFF, 0x0},    {Colours::COSMETIC_BLUE, 0x2},
+        {Colours::COSMETIC_GREEN, 0x1},  {Colours::COSMETIC_CYAN, 0x3},
+        {Colours::COSMETIC_RED, 0x4},    {Colours::COSMETIC_MAGENTA, 0x6},
+        {Colours::COSMETIC_YELLOW, 0x5}, {Colours::COSMETIC_WHITE, 0x7},
+    };
+    for (const auto& [colour, nibble] : cosmetic) {
         leds.setCosmeticLedCol(colour);
+        expected.push_back(ioStateFrame(0x02, 0x00000F00, nibble << 8));
     }
     leds.setCosmeticLedCol(9);  // unknown: the request still goes out, changing nothing
-
-    std::vector<UBytes> expected;
-    for (const auto& [colour, nibble] : colours) {
-        expected.push_back(
-            FakeUnit::frame(ioStateMessage(COSMETIC_SOURCE, 0x00000F00, nibble << 8)));
-    }
-    expected.push_back(FakeUnit::frame(ioStateMessage(COSMETIC_SOURCE, 0, 0)));
+    configuration.enableUSB();  // USB power is line 26
+    configuration.disableUSB();
+    configuration.openCashDrawer();
+    expected.insert(expected.end(),
+                    {ioStateFrame(0x02, 0, 0), ioStateFrame(0x02, 0x0C000000, 0x04000000),
+                     ioStateFrame(0x02, 0x0C000000, 0), DRAWER_PULSE});
     EXPECT_EQ(receivedLike(unit, expected), expected);
 }
 
-TEST_F(LedControllerTest, UnwritableMasksStopBeforeAnythingIsSent) {
+TEST_F(DevicesTest, UnwritableLedMasksStopBeforeAnythingIsSent) {
     // Position 3's mask byte is 0xC0, which the message cannot hold; 32 shifts past the word.
-    EXPECT_THROW(leds.setDiagnosticLed(VantoDiagnosticLEDS::LED_PED, VantoColorCodes::LED_OFF),
-                 FatalError);
-    EXPECT_THROW(leds.setDiagnosticLed(32, VantoColorCodes::LED_GREEN), FatalError);
+    EXPECT_THROW(leds.setDiagnosticLed(LEDS::LED_PED, Colours::LED_OFF), FatalError);
+    EXPECT_THROW(leds.setDiagnosticLed(32, Colours::LED_GREEN), FatalError);
     EXPECT_FALSE(unit.waitForConnections(1, std::chrono::milliseconds(200)));
+}
+
+TEST_F(DevicesTest, DrawerStatusIsBitSixOfContentByteSixOfTheFirstFullAnswer) {
+    const std::string error = "Cash drawer status message not received";
+    const struct {
+        UBytes reply;
+        std::string status;
+    } cases[] = {
+        {portControlReply(8, 0x40), "1"},
+        {portControlReply(8, -0x41), "0"},  // 0xBF
+        {portControlReply(18, 0x7F), "1"},
+        {concat(portControlReply(8, 0x40), portControlReply(8, 0x00)), "1"},
+        {concat(portControlReply(8, 0x00), portControlReply(8, 0x40)), "0"},
+        // A short answer is passed over for a later full one in the same read...
+        {concat(portControlReply(7, 0x00), portControlReply(8, 0x40)), "1"},
+        // ...but alone, seven content bytes are one too few.
+        {portControlReply(7, 0x40), error},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(::testing::PrintToString(c.reply));
+        unit.script(FakeUnit::Reply::bytes(c.reply));
+        EXPECT_EQ(statusOf(configuration), c.status);
+    }
+    EXPECT_EQ(unit.received(0), DRAWER_STATUS_REQUEST);
+
+    // Frames of another type until the two seconds are over.
+    unit.script(FakeUnit::Reply::chunked({{std::chrono::milliseconds(0), PRINT_ACKNOWLEDGED},
+                                          {std::chrono::milliseconds(2100), PRINT_ACKNOWLEDGED}}));
+    EXPECT_EQ(statusOf(configuration), error);
+
+    // No frame at all: the unit cannot be reached.
+    VantoConfigurationController unreachable{managerFor(FakeUnit::unusedPort())};
+    EXPECT_EQ(statusOf(unreachable), error);
+}
+
+TEST_F(DevicesTest, ClosedDrawerIsPulsedAfterItsStatusReadUnvalidatedOpenAsksNothing) {
+    unit.script(FakeUnit::Reply::bytes(portControlReply(18, 0x7F)));  // closed
+    EXPECT_TRUE(vanto.openCashDrawer());
+    EXPECT_TRUE(vanto.openCashDrawer(false));
+    const std::vector<UBytes> expected = {DRAWER_STATUS_REQUEST, DRAWER_PULSE, DRAWER_PULSE};
+    EXPECT_EQ(receivedLike(unit, expected), expected);
+}
+
+TEST_F(DevicesTest, ValidatedOpenOfAnOpenDrawerSendsNothing) {
+    unit.script(FakeUnit::Reply::bytes(portControlReply(18, 0x3F)));  // open
+    EXPECT_FALSE(vanto.openCashDrawer(true));
+    EXPECT_FALSE(unit.waitForConnections(2, std::chrono::milliseconds(300)));
+    EXPECT_EQ(unit.received(0), DRAWER_STATUS_REQUEST);
+}
+
+// Creating the facade opens no socket; without a unit, a failing drawer status passes through
+// a validated open and the printer counts as busy.
+TEST(VantoWithoutAUnit, OpensNoSocketAndCountsThePrinterAsBusy) {
+    const int before = openSockets();
+    Vanto vanto;
+    EXPECT_EQ(openSockets(), before);
+    aimAt(*vanto.getConnectionManager(), FakeUnit::unusedPort());
+    EXPECT_THROW(vanto.openCashDrawer(), VantoError);
+    EXPECT_TRUE(vanto.printerBusy());
 }
 
 }  // namespace

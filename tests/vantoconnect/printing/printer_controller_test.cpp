@@ -11,110 +11,72 @@ namespace vantoconnect {
 
 // Reaches the packing and sending steps without composing a receipt, so tests choose the exact
 // byte groups.
+using Groups = std::vector<Bytes>;
+
 class PrinterControllerProbe {
   public:
-    static std::vector<Bytes> wrap(VantoPrinterController& controller,
-                                   const std::vector<Bytes>& groups) {
-        return controller.wrapContent(groups);
+    static Groups wrap(VantoPrinterController& c, const Groups& groups) {
+        return c.wrapContent(groups);
     }
-    static void send(VantoPrinterController& controller, const std::vector<Bytes>& groups,
+    static void send(VantoPrinterController& c, const Groups& groups,
                      const std::shared_ptr<VantoPrinterCallback>& callback) {
-        controller.printGroups(groups, callback);
+        c.printGroups(groups, callback);
     }
 };
 
 namespace testing {
 namespace {
 
-Bytes run(std::size_t size, std::int8_t fill) {
-    return Bytes(size, fill);
-}
+using Probe = PrinterControllerProbe;
 
 class PrinterControllerTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        unit.setDefaultReply(FakeUnit::Reply::bytes(printAcknowledgedReply()));
-    }
-
-    // Sends the groups as one job and returns what each connection carried.
-    std::vector<UBytes> sendJob(const std::vector<Bytes>& groups,
-                                const std::vector<UBytes>& expected) {
-        auto callback = std::make_shared<RecordingCallback>();
-        PrinterControllerProbe::send(controller, groups, callback);
-        EXPECT_TRUE(callback->waitForEvents(1));
-        EXPECT_EQ(callback->kinds(), std::vector<std::string>{"completed"});
-        return receivedLike(unit, expected);
-    }
+    void SetUp() override { unit.setDefaultReply(FakeUnit::Reply::bytes(PRINT_ACKNOWLEDGED)); }
 
     FakeUnit unit;
-    VantoPrinterController controller{managerFor(unit)};
+    VantoPrinterController controller{managerFor(unit.port())};
 };
 
-TEST_F(PrinterControllerTest, PacketsHoldWholeGroupsUpToTheLimit) {
-    EXPECT_EQ(PrinterControllerProbe::wrap(controller, {run(1024, 1)}),
-              std::vector<Bytes>{run(1024, 1)});
-    EXPECT_EQ(PrinterControllerProbe::wrap(controller, {run(1000, 1), run(25, 2)}),
-              (std::vector<Bytes>{run(1000, 1), run(25, 2)}));
-    EXPECT_EQ(PrinterControllerProbe::wrap(controller, {run(3, 1), run(4, 2), run(1017, 3)}),
-              std::vector<Bytes>{concat(concat(run(3, 1), run(4, 2)), run(1017, 3))});
-    EXPECT_TRUE(PrinterControllerProbe::wrap(controller, {}).empty());
+TEST_F(PrinterControllerTest, PacketsHoldWholeGroupsUpToTheLimitAndNoEmptyOrOversizedOne) {
+    const Bytes a(3, 1), b(4, 2), c(1017, 3);
+    EXPECT_EQ(Probe::wrap(controller, {a, b, c}), Groups{concat(concat(a, b), c)});
+    EXPECT_TRUE(Probe::wrap(controller, {}).empty());
+    EXPECT_THROW(Probe::wrap(controller, {Bytes(10, 1), Bytes{}}), FatalError);
+    EXPECT_THROW(Probe::wrap(controller, {Bytes(1025, 1)}), FatalError);
+    EXPECT_THROW(Probe::wrap(controller, {Bytes(10, 1), Bytes(1025, 1)}), FatalError);
 }
 
-TEST_F(PrinterControllerTest, EmptyOrOversizedGroupStops) {
-    EXPECT_THROW(PrinterControllerProbe::wrap(controller, {run(10, 1), Bytes{}}), FatalError);
-    EXPECT_THROW(PrinterControllerProbe::wrap(controller, {run(1025, 1)}), FatalError);
-    EXPECT_THROW(PrinterControllerProbe::wrap(controller, {run(10, 1), run(1025, 1)}), FatalError);
-}
-
-TEST_F(PrinterControllerTest, FullPacketGoesOutWithTagOneThenEndOfJob) {
-    const std::vector<UBytes> expected = {printerFrame(1, run(1024, 0x41)), endOfJobFrame()};
-    EXPECT_EQ(sendJob({run(1024, 0x41)}, expected), expected);
-}
-
-TEST_F(PrinterControllerTest, OneByteTooManySplitsAtTheGroupBoundary) {
-    const std::vector<UBytes> expected = {printerFrame(1, run(1000, 0x41)),
-                                          printerFrame(2, run(25, 0x42)), endOfJobFrame()};
-    EXPECT_EQ(sendJob({run(1000, 0x41), run(25, 0x42)}, expected), expected);
-}
-
-TEST_F(PrinterControllerTest, TagsCycleOneToFifteenAndRestartPerJob) {
-    std::vector<Bytes> groups;
-    std::vector<UBytes> expected;
+TEST_F(PrinterControllerTest, EachJobTagsItsPacketsFromOneCyclingToFifteenAndEndsWithTagZero) {
+    // 1024 bytes fit one packet; one byte more splits at the group boundary.
+    std::vector<Groups> jobs = {{Bytes(1024, 0x41)}, {Bytes(1000, 0x41), Bytes(25, 0x42)}, {}};
+    std::vector<UBytes> expected = {printerFrame(1, Bytes(1024, 0x41)), END_OF_JOB,
+                                    printerFrame(1, Bytes(1000, 0x41)),
+                                    printerFrame(2, Bytes(25, 0x42)), END_OF_JOB};
     for (int k = 0; k < 16; ++k) {
-        groups.push_back(run(1024, static_cast<std::int8_t>(k)));
-        expected.push_back(printerFrame(static_cast<std::int8_t>(k % 15 + 1), groups.back()));
+        jobs[2].push_back(Bytes(1024, static_cast<std::int8_t>(k)));
+        expected.push_back(printerFrame(static_cast<std::int8_t>(k % 15 + 1), jobs[2].back()));
     }
-    expected.push_back(endOfJobFrame());
-    // The second job starts again from tag 1.
-    groups.push_back(run(5, 0x55));
-    expected.push_back(printerFrame(1, run(5, 0x55)));
-    expected.push_back(endOfJobFrame());
+    // A configuration page is no job: it takes the next tag.
+    const UBytes page2 = printerFrame(2, {0x1F, 0x74}), page3 = printerFrame(3, {0x1F, 0x74});
+    expected.insert(expected.end(), {END_OF_JOB, page2, END_OF_JOB, page3, END_OF_JOB});
 
     auto callback = std::make_shared<RecordingCallback>();
-    PrinterControllerProbe::send(controller, {groups.begin(), groups.end() - 1}, callback);
-    PrinterControllerProbe::send(controller, {groups.back()}, callback);
-    EXPECT_TRUE(callback->waitForEvents(2));
-    EXPECT_EQ(receivedLike(unit, expected), expected);
-}
-
-TEST_F(PrinterControllerTest, ConfigPageTakesTheNextTag) {
+    for (const Groups& job : jobs) {
+        Probe::send(controller, job, callback);
+    }
     controller.printConfigPage();
     controller.printConfigPage();
-    const std::vector<UBytes> expected = {printerFrame(1, {0x1F, 0x74}), endOfJobFrame(),
-                                          printerFrame(2, {0x1F, 0x74}), endOfJobFrame()};
+    EXPECT_EQ(callback->events(3), std::vector<std::string>(3, "completed 127.0.0.1"));
     EXPECT_EQ(receivedLike(unit, expected), expected);
 }
 
 TEST_F(PrinterControllerTest, OnlyAReadyPrinterIsFree) {
-    unit.script(FakeUnit::Reply::bytes(printerReadyReply()));
-    unit.script(FakeUnit::Reply::bytes(printerNotReadyReply()));
-    unit.script(FakeUnit::Reply::bytes(portControlReply(18, 0x7F)));
-    unit.script(FakeUnit::Reply::bytes(printAcknowledgedReply()));
-    EXPECT_FALSE(controller.isPrinterBusy());
-    EXPECT_TRUE(controller.isPrinterBusy());
-    EXPECT_TRUE(controller.isPrinterBusy());
-    EXPECT_TRUE(controller.isPrinterBusy());
-    EXPECT_EQ(unit.received(0), printerBusyQueryFrame());
+    for (const UBytes& reply :
+         {PRINTER_READY, PRINTER_NOT_READY, portControlReply(18, 0x7F), PRINT_ACKNOWLEDGED}) {
+        unit.script(FakeUnit::Reply::bytes(reply));
+        EXPECT_EQ(controller.isPrinterBusy(), reply != PRINTER_READY);
+    }
+    EXPECT_EQ(unit.received(0), PRINTER_BUSY_QUERY);
 }
 
 }  // namespace
