@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "emulator/PrinterInterpreter.hpp"
+#include "tests/emulator/PrinterBytes.hpp"
 
 // What the facade's own receipts become (composed lines, price lines, barcodes) is checked
 // end to end in tests/integration; here are the commands and failures those do not reach.
@@ -12,16 +13,9 @@
 namespace vantoemu {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
-Bytes operator+(Bytes a, const Bytes& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
-Bytes text(const std::string& s) {
-    return Bytes(s.begin(), s.end());
-}
+using testing::Bytes;
+using testing::text;
+using testing::operator+;
 
 TEST(PrinterInterpreterText, EveryStyleCommandTurnsOnAndOff) {
     const Bytes bytes = Bytes{0x1B, 0x49, 0x01, 0x1B, 0x2D, 0x01, 0x1D, 0x42, 0x01} + text("a") +

@@ -8,20 +8,14 @@
 
 #include "emulator/PrinterInterpreter.hpp"
 #include "emulator/ReceiptRenderer.hpp"
+#include "tests/emulator/PrinterBytes.hpp"
 
 namespace vantoemu {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
-
-Bytes operator+(Bytes a, const Bytes& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
-Bytes text(const std::string& s) {
-    return Bytes(s.begin(), s.end());
-}
+using testing::Bytes;
+using testing::text;
+using testing::operator+;
 
 // Rows that hold at least one dark dot.
 std::vector<int> darkRows(const RenderedReceipt& r) {

@@ -20,6 +20,7 @@
 
 #include "emulator/EmulatedUnit.hpp"
 #include "tests/support/ConsoleCapture.hpp"
+#include "tests/support/RecordingCallback.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/ReceiptComposer.hpp"
 #include "vantoconnect/Vanto.hpp"
@@ -73,33 +74,7 @@ inline std::vector<std::uint8_t> composed(const VantoReceipt& receipt) {
     return all;
 }
 
-// Records every callback as "kind detail" in arrival order, from whichever thread it comes.
-class RecordingCallback : public VantoPrinterCallback {
-  public:
-    void onPrinterStarted(const std::string& ip) override { add("started " + ip); }
-    void onPrinterCompleted(const std::string& ip) override { add("completed " + ip); }
-    void onPrinterError(const VantoError& error) override { add("error " + error.description()); }
-
-    std::vector<std::string> events() const {
-        std::lock_guard lock(mMutex);
-        return mEvents;
-    }
-    bool waitForEvents(std::size_t count, std::chrono::milliseconds limit = 15s) const {
-        std::unique_lock lock(mMutex);
-        return mChanged.wait_for(lock, limit, [&] { return mEvents.size() >= count; });
-    }
-
-  private:
-    void add(std::string event) {
-        std::lock_guard lock(mMutex);
-        mEvents.push_back(std::move(event));
-        mChanged.notify_all();
-    }
-
-    mutable std::mutex mMutex;
-    mutable std::condition_variable mChanged;
-    std::vector<std::string> mEvents;
-};
+using vantoconnect::testing::RecordingCallback;
 
 inline const std::vector<std::string> PRINTED = {"started 127.0.0.1", "completed 127.0.0.1"};
 

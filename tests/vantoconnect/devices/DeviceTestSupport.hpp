@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tests/support/FakeUnit.hpp"
+#include "tests/support/RecordingCallback.hpp"
 #include "vantoconnect/VantoPrinterCallback.hpp"
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
 #include "vantoconnect/support/Bytes.hpp"
@@ -66,32 +67,6 @@ inline const UBytes DRAWER_STATUS_REQUEST =
     FakeUnit::frame(concat<Bytes>({0x1C, 0x02, 0x61, 0x00}, Bytes(18, 0)));
 inline const UBytes DRAWER_PULSE =
     FakeUnit::frame({0x1C, 0x02, 0x4E, 0x00, 0x1B, 0x70, 0x00, -1, -1});
-
-// Records every callback in arrival order, from whatever thread it comes, as "kind detail".
-class RecordingCallback : public VantoPrinterCallback {
-  public:
-    void onPrinterStarted(const std::string& ip) override { add("started " + ip); }
-    void onPrinterCompleted(const std::string& ip) override { add("completed " + ip); }
-    void onPrinterError(const VantoError& error) override { add("error " + error.description()); }
-
-    // The events so far, once there are at least `count` of them or ten seconds have passed.
-    std::vector<std::string> events(std::size_t count) const {
-        std::unique_lock lock(mMutex);
-        mChanged.wait_for(lock, std::chrono::seconds(10), [&] { return mEvents.size() >= count; });
-        return mEvents;
-    }
-
-  private:
-    void add(std::string event) {
-        std::lock_guard lock(mMutex);
-        mEvents.push_back(std::move(event));
-        mChanged.notify_all();
-    }
-
-    mutable std::mutex mMutex;
-    mutable std::condition_variable mChanged;
-    std::vector<std::string> mEvents;
-};
 
 // What each connection brought, once as many connections and bytes as `expected` holds have
 // arrived (or the wait has timed out), for comparison with `expected`, one frame per connection.

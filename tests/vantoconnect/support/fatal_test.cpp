@@ -3,21 +3,14 @@
 #include <cmath>
 #include <limits>
 
+#include "tests/support/FatalMessage.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/support/Fatal.hpp"
 
 namespace vantoconnect {
 namespace {
 
-template <typename F>
-std::string fatalMessage(F&& f) {
-    try {
-        f();
-    } catch (const FatalError& e) {
-        return e.what();
-    }
-    return "<no fatal error>";
-}
+using testing::fatalMessage;
 
 TEST(CheckedConversion, SignedByteKeepsInRangeValuesAndStopsOutside) {
     EXPECT_EQ(toInt8Checked(127), 127);

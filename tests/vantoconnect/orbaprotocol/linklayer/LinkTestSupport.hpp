@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <string>
 
+#include "tests/support/FatalMessage.hpp"
 #include "vantoconnect/support/Bytes.hpp"
 #include "vantoconnect/support/Fatal.hpp"
 
@@ -25,15 +26,6 @@ inline Bytes concat(Bytes a, const Bytes& b) {
     return a;
 }
 
-// The message of the fatal error f raises, or a marker when it returns normally.
-template <typename F>
-std::string fatalMessage(F&& f) {
-    try {
-        f();
-    } catch (const FatalError& e) {
-        return e.what();
-    }
-    return "<no fatal error>";
-}
+using vantoconnect::testing::fatalMessage;
 
 }  // namespace vantoconnect::linktest

@@ -57,7 +57,7 @@ TEST(ByteLumpConstruction, EmptyOrOutOfRangeCopiesStop) {
 }
 
 TEST(ByteLumpEscapeNotation, DecodesEscapesAndStopsOnWhatItCannotHold) {
-    const std::string_view ok = "<no fatal error>";
+    const std::string_view ok = testing::NO_FATAL_ERROR;
     const struct {
         std::string_view text;
         Bytes payload;
