@@ -43,7 +43,7 @@ tsan: deps
 	$(CMAKE) -S . -B build/tsan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" \
 		-DCMAKE_C_FLAGS_DEBUG="-g -O1" -DVANTO_SANITIZE=thread -DVANTO_BUILD_TOOLS=ON
 	$(CMAKE) --build build/tsan -j $(JOBS)
-	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/tsan.supp \
 		ctest --test-dir build/tsan --output-on-failure -j $(JOBS) -E '^consumer_'
 
 bench: deps build/release/CMakeCache.txt

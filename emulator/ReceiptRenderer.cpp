@@ -29,26 +29,6 @@ extern "C" const char* __lsan_default_suppressions() {
 }
 #endif
 
-#if defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define VANTOEMU_RACE_CHECKED 1
-#endif
-#endif
-#if defined(__SANITIZE_THREAD__)
-#define VANTOEMU_RACE_CHECKED 1
-#endif
-
-#ifdef VANTOEMU_RACE_CHECKED
-// libvips and the text stack under it (GLib, fontconfig, Pango) are not built for race
-// checking: their worker threads synchronise through primitives the checker cannot see, so
-// their internal hand-overs look like races.
-extern "C" const char* __tsan_default_suppressions() {
-    return "race:libglib-2.0.so\nrace:libgobject-2.0.so\nrace:libfontconfig.so\nrace:libpango\n"
-           "race:libharfbuzz\nrace:libcairo\nrace:libvips.so\nrace:libpng16.so\nrace:libz.so\n"
-           "called_from_lib:libfontconfig.so\n";
-}
-#endif
-
 namespace vantoemu {
 
 namespace {
