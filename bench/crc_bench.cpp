@@ -11,6 +11,7 @@
 #include <span>
 #include <vector>
 
+#include "bench/CrcTable.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/CRC.hpp"
 
 namespace {
@@ -67,17 +68,7 @@ void BM_CrcBytewise(benchmark::State& state) {
 }
 
 void BM_CrcPlainTable(benchmark::State& state) {
-    static const std::array<std::uint16_t, 256> table = [] {
-        std::array<std::uint16_t, 256> t{};
-        for (std::uint32_t b = 0; b < 256; ++b) {
-            std::uint32_t v = b << 8;
-            for (int i = 0; i < 8; ++i) {
-                v = (v & 0x8000) ? ((v << 1) ^ 0x1021) : (v << 1);
-            }
-            t[b] = static_cast<std::uint16_t>(v);
-        }
-        return t;
-    }();
+    const auto& table = vantoconnect::bench::crcTable();
     const auto& bytes = data();
     for (auto _ : state) {
         std::uint16_t crc = 0;

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/CrcTable.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/ByteLump.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkDecoder16.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkEncoder.hpp"
@@ -44,21 +45,7 @@ Bytes denseBytes(std::size_t n) {
     return out;
 }
 
-// The check value one byte at a time through a 256-entry table.
-const std::array<std::uint16_t, 256>& crcTable() {
-    static const std::array<std::uint16_t, 256> table = [] {
-        std::array<std::uint16_t, 256> t{};
-        for (std::uint32_t b = 0; b < 256; ++b) {
-            std::uint32_t v = b << 8;
-            for (int i = 0; i < 8; ++i) {
-                v = (v & 0x8000) ? ((v << 1) ^ 0x1021) : (v << 1);
-            }
-            t[b] = static_cast<std::uint16_t>(v);
-        }
-        return t;
-    }();
-    return table;
-}
+using vantoconnect::bench::crcTable;
 
 std::uint16_t crcByte(std::uint16_t crc, std::int8_t b) {
     return static_cast<std::uint16_t>((crc << 8) ^

@@ -143,10 +143,7 @@ void FrameReader::acceptByte(std::uint8_t value, Output& out) {
                 if (mCrcEnabled) {
                     mState = State::Crc1;
                 } else {
-                    ++mFrames;
-                    out.frames.push_back(std::move(mMessage));
-                    mMessage.clear();
-                    mState = State::Idle;
+                    deliverFrame(out);
                 }
             }
             break;
@@ -165,13 +162,17 @@ void FrameReader::acceptByte(std::uint8_t value, Output& out) {
                          std::to_string(mMessage.size()) + " message byte(s)",
                      out);
             } else {
-                ++mFrames;
-                out.frames.push_back(std::move(mMessage));
-                mMessage.clear();
-                mState = State::Idle;
+                deliverFrame(out);
             }
             break;
     }
+}
+
+void FrameReader::deliverFrame(Output& out) {
+    ++mFrames;
+    out.frames.push_back(std::move(mMessage));
+    mMessage.clear();
+    mState = State::Idle;
 }
 
 }  // namespace vantoemu

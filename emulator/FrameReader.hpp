@@ -52,6 +52,7 @@ class FrameReader {
     void acceptByte(std::uint8_t value, Output& out);
     void fail(Error::Kind kind, std::string message, Output& out);
     void flushStray(Output& out);
+    void deliverFrame(Output& out);
 
     LengthForm mForm;
     bool mCrcEnabled;
