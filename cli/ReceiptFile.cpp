@@ -275,6 +275,9 @@ std::shared_ptr<VantoReceipt> ReceiptFile::parse(std::string_view text, const st
     } catch (const json::parse_error& e) {
         throw CliError(CliError::BAD_INPUT,
                        source + ":" + position(text, e.byte) + ": malformed JSON: " + reason(e));
+    } catch (const json::exception& e) {
+        // A number too large for a double is refused without a position.
+        throw CliError(CliError::BAD_INPUT, source + ": malformed JSON: " + e.what());
     }
     const Reader reader(source, baseDir);
     return reader.receipt(root);

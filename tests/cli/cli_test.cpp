@@ -252,6 +252,8 @@ TEST_F(Cli, BadInputGivesOneLineAndANonZeroExit) {
         R"({"lines": [{"lineType": "PRICE", "leftText": "12345678901234567890", "rightText": "123456789012345678901234"}]})");
     const auto badChar =
         write("chr.json", R"({"lines": [{"lineType": "SINGLE_CHAR", "chr": "ab"}]})");
+    const auto hugeNumber =
+        write("huge.json", R"({"lines": [{"lineType": "FEED", "lines": 1e999}]})");
     const auto badImage =
         write("image.json", R"({"lines": [{"lineType": "IMAGE", "image": "missing.png"}]})");
     const auto png = (scratch / "x.png").string();
@@ -284,6 +286,10 @@ TEST_F(Cli, BadInputGivesOneLineAndANonZeroExit) {
          false,
          2,
          "vanto: " + badChar.string() + ": lines[0].chr: must be exactly one character"},
+        {{"preview", hugeNumber.string(), "-o", png},
+         false,
+         2,
+         "vanto: " + hugeNumber.string() + ": malformed JSON: "},
         {{"preview", badImage.string(), "-o", png},
          false,
          2,
