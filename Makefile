@@ -63,7 +63,8 @@ fuzz: deps
 		name=$$(basename $$f); mkdir -p build/fuzz/corpus/$$name; \
 		seeds=fuzz/corpus/$${name#fuzz_}; [ -d $$seeds ] || seeds=; \
 		echo "== $$name for $(FUZZ_SECONDS) s"; \
-		$$f -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 build/fuzz/corpus/$$name $$seeds \
+		$$f -max_total_time=$(FUZZ_SECONDS) -print_final_stats=1 -artifact_prefix=build/fuzz/ \
+			build/fuzz/corpus/$$name $$seeds \
 			2>build/fuzz/$$name.log || { tail -40 build/fuzz/$$name.log; exit 1; }; \
 		grep -E 'stat::number_of_executed_units|stat::average_exec_per_sec' build/fuzz/$$name.log; \
 	done
