@@ -208,6 +208,16 @@ TEST_F(Cli, PreviewDrawsWithoutAUnit) {
               576);
 }
 
+TEST_F(Cli, DemoDrivesItsOwnUnitAndLeavesThePicture) {
+    const auto out = scratch / "demo";
+    const auto r = run({"demo", "--out", out.string()}, false);
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_NE(r.out.find("open cash drawer (validated) again: already open, nothing sent\n"),
+              std::string::npos);
+    EXPECT_NE(r.out.find("unit rendered the receipt: 576 x "), std::string::npos) << r.out;
+    EXPECT_TRUE(fs::exists(out / "receipt.png"));
+}
+
 TEST_F(Cli, EmulateServesUntilTerminated) {
     const auto port = vantoconnect::testing::FakeUnit::unusedPort();
     const auto errPath = scratch / "emulate.err";
