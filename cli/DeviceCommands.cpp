@@ -7,6 +7,7 @@
 #include "cli/Names.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
+#include "vantoconnect/orbaprotocol/messages/OrbaIOState.hpp"
 
 namespace vantocli {
 
@@ -70,7 +71,7 @@ void DeviceCommands::ledDiagnostic(const UnitAddress& unit, const std::string& p
     // The request carries a 2-bit mask and the colour at bit 2 x position in words whose bytes
     // must each stay below 0x80 (LED_PED's mask is the byte 0xC0): the library stops the process
     // on anything else. Refuse it here with a reason instead.
-    if (c != 100 &&
+    if (c != OrbaIOState::NA_NUMBER &&
         !(fitsSignedBytes(3LL << (2 * p)) && c >= 0 && c <= 3 && fitsSignedBytes(c << (2 * p)))) {
         throw CliError(CliError::BAD_INPUT,
                        Names::nameOf(Names::diagnosticPositions(), p) + " cannot be set to " +

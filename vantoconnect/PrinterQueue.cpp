@@ -29,10 +29,6 @@ void PrinterQueue::setTimerIntervalScale(double scale) {
     timerIntervalScale.store(scale);
 }
 
-double PrinterQueue::getTimerIntervalScale() {
-    return timerIntervalScale.load();
-}
-
 void PrinterQueue::addToQueue(std::shared_ptr<VantoReceipt> receipt) {
     addToQueue(std::move(receipt), nullptr);
 }

@@ -42,7 +42,6 @@ class PrinterQueue {
 
     // Multiplies the 0.1 s and 2.0 s poll intervals; 1.0 unless a test shortens the waits.
     static void setTimerIntervalScale(double scale);
-    static double getTimerIntervalScale();
 
     // For tests only: waits until no poll is scheduled or running (at most `limit`), then
     // empties the queue, zeroes the poll counter and clears IS_PRINTING. False when polls were
