@@ -12,7 +12,7 @@
 #include "vantoconnect/support/Fatal.hpp"
 #include "vantoconnect/support/PortablePaths.hpp"
 
-#if defined(__x86_64__) || defined(__i386__)
+#if defined(__x86_64__)
 #include <immintrin.h>
 #endif
 
@@ -34,7 +34,7 @@ inline bool isFramingByte(std::int8_t b) {
     return b == CRC::STX || b == CRC::DLE;
 }
 
-#if defined(__x86_64__) || defined(__i386__)
+#if defined(__x86_64__)
 #define VANTO_DECODER_BLOCKS 1
 #define VANTO_BLOCK_TARGET __attribute__((target("ssse3,popcnt,pclmul,sse4.1")))
 
