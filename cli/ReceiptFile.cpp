@@ -346,7 +346,7 @@ std::string tooLong(const VantoReceiptLine& line, std::size_t bytes) {
     switch (line.lineType) {
         case VantoReceiptLineType::TEXT:
             return "the text composes to " + size + " of printer commands; one line carries at " +
-                   "most " + limit + " (1014 plain characters, fewer with style or size)";
+                   "most " + limit + " (1013 plain characters, fewer with style or size)";
         case VantoReceiptLineType::BARCODE:
             return "the barcode data has " + size + "; a barcode carries at most " + limit;
         default:

@@ -26,7 +26,14 @@ struct Unref {
 std::pair<std::int64_t, std::int64_t> headerSize(const std::filesystem::path& file,
                                                  const std::string& where) {
     static std::once_flag started;
-    std::call_once(started, [] { VIPS_INIT("vanto"); });
+    std::call_once(started, [] {
+        VIPS_INIT("vanto");
+        // The image library warns on standard error about every damaged chunk; the command
+        // reports a bad image in its own one line.
+        g_log_set_handler(
+            "VIPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_WARNING | G_LOG_LEVEL_MESSAGE),
+            [](const gchar*, GLogLevelFlags, const gchar*, gpointer) {}, nullptr);
+    });
     std::unique_ptr<VipsImage, Unref> image(vips_image_new_from_file(file.c_str(), nullptr));
     if (!image) {
         vips_error_clear();
