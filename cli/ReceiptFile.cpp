@@ -1,5 +1,6 @@
 #include "cli/ReceiptFile.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
@@ -177,7 +178,7 @@ class Reader {
             expectOnly(object, path, {"lineType", "lines"});
             // The count travels as a signed byte: -5 would feed 251 lines.
             const auto lines = integer(object, "lines", path, 0, 0, 127);
-            countFeed(lines, path + ".lines");
+            usePaper(lines * LINE_DOTS, path + ".lines");
             return std::make_shared<VantoReceiptFeedLine>(lines);
         }
         if (upper == "IMAGE") {
@@ -190,8 +191,10 @@ class Reader {
                 fail(path, "more than " + std::to_string(ReceiptFile::MAX_IMAGES) +
                                " images in one receipt");
             }
-            return std::make_shared<VantoReceiptImageLine>(
-                ReceiptImage::load(mBaseDir / file, mSource + ": " + path + ".image"));
+            auto image =
+                ReceiptImage::load(mBaseDir / file, mSource + ": " + path + ".image", mPixels);
+            mPixels += image.width() * image.height();
+            return std::make_shared<VantoReceiptImageLine>(std::move(image));
         }
         fail(path + ".lineType", "unknown line type \"" + type +
                                      "\" (use TEXT, PRICE, BARCODE, SINGLE_CHAR, FEED or IMAGE)");
@@ -215,13 +218,45 @@ class Reader {
             fail("receipt.lines", "has " + std::to_string(lines.size()) + " lines; at most " +
                                       std::to_string(ReceiptFile::MAX_LINES) + " fit one receipt");
         }
+        usePaper(CUT_DOTS, "receipt.cutType");
         for (std::size_t i = 0; i < lines.size(); ++i) {
-            receipt->addLine(line(lines[i], "lines[" + std::to_string(i) + "]"));
+            const std::string path = "lines[" + std::to_string(i) + "]";
+            auto parsed = line(lines[i], path);
+            usePaper(paperDots(*parsed), path);
+            receipt->addLine(std::move(parsed));
         }
         return receipt;
     }
 
   private:
+    static constexpr std::int64_t LINE_DOTS = 30;
+    static constexpr std::int64_t CUT_DOTS = 60;
+    static constexpr std::int64_t BARCODE_DOTS = 300;
+
+    // Feeds are counted where they are read.
+    static std::int64_t paperDots(const VantoReceiptLine& line) {
+        switch (line.lineType) {
+            case VantoReceiptLineType::TEXT: {
+                const auto& text = static_cast<const VantoReceiptTextLine&>(line);
+                return LINE_DOTS * textRows(text.text, (text.size & 1) != 0);
+            }
+            case VantoReceiptLineType::PRICE: {
+                const auto& price = static_cast<const VantoReceiptPriceLine&>(line);
+                return LINE_DOTS * textRows(price.leftText + " " + price.rightText, false);
+            }
+            case VantoReceiptLineType::SINGLE_CHAR:
+                return 2 * LINE_DOTS;
+            case VantoReceiptLineType::BARCODE:
+                return BARCODE_DOTS;
+            case VantoReceiptLineType::IMAGE: {
+                const auto& image = static_cast<const VantoReceiptImageLine&>(line).image;
+                return (ReceiptImage::printedRows(image.width(), image.height()) + 23) / 24 * 24;
+            }
+            default:
+                return 0;
+        }
+    }
+
     std::shared_ptr<VantoReceiptLine> barcode(const json& object, const std::string& path) {
         expectOnly(object, path, {"lineType", "type", "hri", "height", "data"});
         if (++mBarcodes > ReceiptFile::MAX_BARCODES) {
@@ -268,16 +303,26 @@ class Reader {
 
     std::int64_t feed(const json& root, const char* key, std::int64_t fallback) {
         const std::int64_t lines = integer(root, key, "receipt", fallback, 0, 127);
-        countFeed(lines, std::string("receipt.") + key);
+        usePaper(lines * LINE_DOTS, std::string("receipt.") + key);
         return lines;
     }
 
-    void countFeed(std::int64_t lines, const std::string& path) {
-        mFedLines += lines;
-        if (mFedLines > ReceiptFile::MAX_FED_LINES) {
-            fail(path, "brings the lines fed by the receipt's feeds above " +
-                           std::to_string(ReceiptFile::MAX_FED_LINES));
+    void usePaper(std::int64_t dots, const std::string& path) {
+        mPaperDots += dots;
+        if (mPaperDots > ReceiptFile::MAX_PAPER_DOTS) {
+            fail(path, "brings the receipt above " + std::to_string(ReceiptFile::MAX_PAPER_DOTS) +
+                           " dots (12.5 m) of paper");
         }
+    }
+
+    // Rows of 44 columns a text takes at most: wide characters take two columns, and so may
+    // any non-ASCII character.
+    static std::int64_t textRows(const std::string& text, bool wide) {
+        const bool ascii = std::all_of(text.begin(), text.end(),
+                                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+        const std::int64_t columns = static_cast<std::int64_t>(GraphemeCounter::count(text)) *
+                                     (wide ? 2 : 1) * (ascii ? 1 : 2);
+        return std::max<std::int64_t>(1, (columns + 43) / 44);
     }
 
     static std::string range(std::int64_t min, std::int64_t max) {
@@ -304,7 +349,8 @@ class Reader {
     const std::filesystem::path& mBaseDir;
     std::size_t mImages = 0;
     std::size_t mBarcodes = 0;
-    std::int64_t mFedLines = 0;
+    std::int64_t mPaperDots = 0;
+    std::int64_t mPixels = 0;
 };
 
 // nlohmann reports the byte offset of a syntax error; people want a line and a column.

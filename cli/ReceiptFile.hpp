@@ -30,8 +30,10 @@ class ReceiptFile {
     static constexpr std::size_t MAX_LINES = 1000;
     static constexpr std::size_t MAX_IMAGES = 16;
     static constexpr std::size_t MAX_BARCODES = 100;
-    // Header, footer and feed lines together.
-    static constexpr std::int64_t MAX_FED_LINES = 1000;
+    // Paper the whole receipt may take, in the printer's dots (8 per mm): 12.5 m. Drawing a
+    // preview costs memory in proportion to it. Each line is counted at its most: wrapped text at
+    // 44 columns (22 when wide, half that for non-ASCII text), barcodes at 300 dots.
+    static constexpr std::int64_t MAX_PAPER_DOTS = 100000;
     // One line's printer commands must fit one packet of the printer's.
     static constexpr std::size_t MAX_LINE_BYTES = 1024;
 

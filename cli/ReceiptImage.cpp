@@ -61,7 +61,8 @@ std::vector<std::uint8_t> ReceiptImage::overWhite(std::span<const std::uint8_t> 
     return out;
 }
 
-Image ReceiptImage::load(const std::filesystem::path& file, const std::string& where) {
+Image ReceiptImage::load(const std::filesystem::path& file, const std::string& where,
+                         std::int64_t pixelsBefore) {
     std::error_code error;
     const auto status = std::filesystem::status(file, error);
     if (!std::filesystem::exists(status)) {
@@ -82,10 +83,10 @@ Image ReceiptImage::load(const std::filesystem::path& file, const std::string& w
     const auto [width, height] = headerSize(file, where);
     const std::string size = std::to_string(width) + " x " + std::to_string(height);
     if (width < 1 || height < 1 || width > MAX_SIDE || height > MAX_SIDE ||
-        width * height > MAX_PIXELS) {
+        pixelsBefore + width * height > MAX_PIXELS) {
         refuse(where, "\"" + file.string() + "\" is " + size + " pixels; images may have at most " +
-                          std::to_string(MAX_SIDE) + " pixels a side and " +
-                          std::to_string(MAX_PIXELS) + " in all");
+                          std::to_string(MAX_SIDE) + " pixels a side and the images of one " +
+                          "receipt at most " + std::to_string(MAX_PIXELS) + " together");
     }
     const auto rows = printedRows(width, height);
     if (rows > MAX_PRINTED_ROWS) {

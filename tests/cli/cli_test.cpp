@@ -422,7 +422,7 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
         many += std::string(i ? "," : "") + R"({"lineType": "FEED"})";
     }
     std::string feeds;
-    for (int i = 0; i < 6; ++i) {
+    for (int i = 0; i < 26; ++i) {
         feeds += std::string(i ? "," : "") + R"({"lineType": "FEED", "lines": 127})";
     }
     std::vector<std::uint8_t> pixel(4 * 100 * 2000, 255);
@@ -460,7 +460,7 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
         {preview("header.json", R"({"headerFeed": 128, "lines": []})"), 2,
          "header.json: receipt.headerFeed: must lie in 0...127, not 128"},
         {preview("fed.json", R"({"headerFeed": 127, "footerFeed": 127, "lines": [)" + feeds + "]}"),
-         2, "fed.json: lines[5].lines: brings the lines fed by the receipt's feeds above 1000"},
+         2, "fed.json: lines[24].lines: brings the receipt above 100000 dots (12.5 m) of paper"},
         {preview("style.json", lines(R"({"lineType": "TEXT", "text": "x", "style": "blink"})")), 2,
          "style.json: lines[0].style: unknown text style \"blink\""},
         {preview("style16.json", lines(R"({"lineType": "TEXT", "text": "x", "style": 16})")), 2,
