@@ -33,7 +33,8 @@ struct Job {
 // seen, and hands the delivery report to the waiting command.
 class JobProgress : public VantoPrinterCallback, public VantoDeliveryListener {
   public:
-    JobProgress(const Job& job, Watchdog& watchdog) : mJob(job), mWatchdog(watchdog) {}
+    JobProgress(const Job& job, std::string address, Watchdog& watchdog)
+        : mJob(job), mAddress(std::move(address)), mWatchdog(watchdog) {}
 
     void onPrinterStarted(const std::string& ipAddress) override {
         say("started on " + ipAddress);
@@ -71,6 +72,8 @@ class JobProgress : public VantoPrinterCallback, public VantoDeliveryListener {
                           std::to_string(mJob.packets) + " (the library pauses 200 s)");
         } else if (line.starts_with("Rescheduling printing of remaining receipts: ")) {
             say("printer busy; asking again in 2 s");
+            mWatchdog.note("the printer at " + mAddress + " stayed busy; none of the " +
+                           std::to_string(mJob.packets) + " packets sent");
         }
     }
 
@@ -97,6 +100,7 @@ class JobProgress : public VantoPrinterCallback, public VantoDeliveryListener {
     }
 
     const Job& mJob;
+    const std::string mAddress;
     Watchdog& mWatchdog;
     std::mutex mMutex;
     std::atomic<int> mAcknowledged{0};
@@ -167,7 +171,7 @@ void PrintCommands::print(const UnitAddress& unit, const std::vector<std::string
         std::cout << "print: " << job.name << " (" << job.packets
                   << (job.packets == 1 ? " packet)" : " packets)") << std::endl;
         session.watchdog().restart("before the printer queue started " + job.name);
-        auto progress = std::make_shared<JobProgress>(job, session.watchdog());
+        auto progress = std::make_shared<JobProgress>(job, unit.text(), session.watchdog());
         {
             std::lock_guard guard(currentMutex);
             current = progress;

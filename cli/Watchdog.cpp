@@ -19,7 +19,7 @@ Watchdog::Watchdog(std::string address, double seconds, std::string what)
     : mAddress(std::move(address)),
       mSeconds(seconds),
       mDeadline(std::chrono::steady_clock::now() + period(seconds)),
-      mWhat(std::move(what)) {
+      mMessage("no answer from " + mAddress + " " + what) {
     mThread = std::thread([this] { watch(); });
 }
 
@@ -32,14 +32,18 @@ Watchdog::~Watchdog() {
     mThread.join();
 }
 
-void Watchdog::saw(std::string what) {
-    std::lock_guard lock(mMutex);
-    mWhat = std::move(what);
+void Watchdog::saw(const std::string& what) {
+    note("no answer from " + mAddress + " " + what);
 }
 
-void Watchdog::restart(std::string what) {
+void Watchdog::note(std::string message) {
     std::lock_guard lock(mMutex);
-    mWhat = std::move(what);
+    mMessage = std::move(message);
+}
+
+void Watchdog::restart(const std::string& what) {
+    std::lock_guard lock(mMutex);
+    mMessage = "no answer from " + mAddress + " " + what;
     mDeadline = std::chrono::steady_clock::now() + period(mSeconds);
 }
 
@@ -55,8 +59,8 @@ void Watchdog::watch() {
         if (mWake.wait_until(lock, mDeadline) == std::cv_status::timeout && !mStopped &&
             std::chrono::steady_clock::now() >= mDeadline) {
             std::cout.flush();
-            std::cerr << "vanto: no answer from " << mAddress << ' ' << mWhat << " within "
-                      << seconds(mSeconds) << " (--timeout); gave up" << std::endl;
+            std::cerr << "vanto: " << mMessage << "; gave up after " << seconds(mSeconds)
+                      << " (--timeout)" << std::endl;
             // The library's threads are blocked in reads nobody can interrupt; only leaving the
             // process ends them.
             std::_Exit(CliError::UNREACHABLE);

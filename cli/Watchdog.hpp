@@ -21,10 +21,13 @@ class Watchdog {
     Watchdog(const Watchdog&) = delete;
     Watchdog& operator=(const Watchdog&) = delete;
 
-    // The latest thing seen, for the message should the time run out.
-    void saw(std::string what);
+    // The latest thing seen, for the message should the time run out: "no answer from <address>
+    // <what>".
+    void saw(const std::string& what);
+    // The same with the whole message, for waits that are not for an answer.
+    void note(std::string message);
     // A new full period from now, for the next receipt of a batch.
-    void restart(std::string what);
+    void restart(const std::string& what);
 
     // "5 s", "0.5 s".
     static std::string seconds(double value);
@@ -37,7 +40,7 @@ class Watchdog {
     std::mutex mMutex;
     std::condition_variable mWake;
     std::chrono::steady_clock::time_point mDeadline;
-    std::string mWhat;
+    std::string mMessage;
     bool mStopped = false;
     std::thread mThread;
 };

@@ -529,6 +529,17 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
     options.faults.replyMode = vantoemu::ReplyMode::Silent;
     EmulatedUnit silent(options);
     silent.start();
+    // Ready, then the first of four packets acknowledged (the header feed: a full line cannot
+    // share its packet), then silence.
+    using vantoconnect::testing::FakeUnit;
+    FakeUnit stalls;
+    vantoconnect::Bytes ready(18, 0);
+    ready[6] = 0x04;
+    stalls.script(FakeUnit::Reply::bytes(FakeUnit::frame(FakeUnit::message(0x61, ready))));
+    stalls.script(FakeUnit::Reply::bytes(FakeUnit::frame(FakeUnit::message(0x4E, {}, true, 1))));
+    const auto twoPackets =
+        file("two.json", lines(R"({"lineType": "TEXT", "text": ")" + text1013 +
+                               R"("}, {"lineType": "TEXT", "text": ")" + text1013 + "\"}"));
     vantoconnect::testing::FakeUnit hangsUp;
     hangsUp.setDefaultReply(vantoconnect::testing::FakeUnit::Reply::close());
     auto at = [](int port) {
@@ -574,10 +585,13 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
         {with({"print", receipt}, at(refusing.port())), 3, "vanto: the unit at 127.0.0.1:"},
         {with({"printer", "status"}, at(silent.port())), 3,
          "vanto: no answer from 127.0.0.1:" + std::to_string(silent.port()) +
-             " to the printer status request within 2 s (--timeout); gave up"},
+             " to the printer status request; gave up after 2 s (--timeout)"},
         {with({"print", receipt}, at(silent.port())), 3,
          "vanto: no answer from 127.0.0.1:" + std::to_string(silent.port()) +
-             " to the printer status query before packet 1 of 1 within 2 s"},
+             " to the printer status query before packet 1 of 1; gave up after 2 s"},
+        {with({"print", twoPackets}, at(stalls.port())), 3,
+         "vanto: no answer from 127.0.0.1:" + std::to_string(stalls.port()) +
+             " to packet 2 of 4 (1 acknowledged); gave up after 2 s (--timeout)"},
         {with({"printer", "status"}, at(hangsUp.port())), 3,
          "vanto: the unit at 127.0.0.1:" + std::to_string(hangsUp.port()) +
              " closed the connection without answering"},
