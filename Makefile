@@ -1,7 +1,8 @@
 # Everyday entry points. Each target installs what is missing first, so a fresh Debian machine
 # needs nothing but this checkout.
 #
-#   make demo       build and run the emulated-unit demo, writes out/receipt.png
+#   make demo       build the vanto command and the examples, run the emulated-unit demo,
+#                   writes out/receipt.png
 #   make test       warnings as errors, AddressSanitizer + UndefinedBehaviorSanitizer, ctest
 #   make tsan       the suites under ThreadSanitizer (all but the single-threaded image
 #                   arithmetic, which runs some fifty times slower there)
@@ -34,7 +35,7 @@ build/release/CMakeCache.txt: | deps
 		-DVANTO_BUILD_BENCH=ON
 
 demo: deps build/release/CMakeCache.txt
-	$(CMAKE) --build build/release -j $(JOBS) --target vanto
+	$(CMAKE) --build build/release -j $(JOBS) --target vanto examples
 	build/release/cli/vanto demo --out out
 
 test: deps

@@ -33,9 +33,8 @@ class CRC {
     void setLowerByte(std::int8_t b);
     bool equals(const CRC& c) const;
 
-    // The bulk overload picks a carry-less multiply fold when the processor has one; tests and
-    // benchmarks pin the table path with this to measure or check it on its own.
-    static void forcePortableBulkPath(bool portable);
+    // The bulk overload picks a carry-less multiply fold when the processor has one and the
+    // portable paths are not forced (PortablePaths), the table otherwise.
     static bool carrylessBulkPathAvailable();
 
   private:

@@ -10,6 +10,7 @@
 
 #include "vantoconnect/support/Console.hpp"
 #include "vantoconnect/support/Fatal.hpp"
+#include "vantoconnect/support/PortablePaths.hpp"
 
 #if defined(__SSE2__)
 #include <immintrin.h>
@@ -132,13 +133,16 @@ std::vector<ByteLump> LinkDecoder16::processByteLump(const ByteLump& bl, std::in
     // A full read of short frames completes several; one allocation up front covers them.
     returnBLarray.reserve(8);
     const std::int64_t n = bl.sizeInBytes;
-    requireRange(0, n - 1);
+    // The last index is worked out before the range is formed, so the most negative count
+    // overflows rather than reading as an empty range.
+    requireRange(0, subtractChecked(n, 1));
     const std::size_t available = std::min(static_cast<std::size_t>(n), bl.payload.size());
     const std::int8_t* p = bl.payload.data();
+    const bool blocks = !PortablePaths::forced();
     std::size_t k = 0;
     while (k < available) {
         if (state == ISDATA && !doingDLE) {
-            k += takeDataRun(p + k, available - k);
+            k += takeDataRun(p + k, available - k, blocks);
             if (k >= available) {
                 break;
             }
@@ -166,7 +170,7 @@ std::vector<ByteLump> LinkDecoder16::processByteLump(const ByteLump& bl, std::in
     return std::exchange(returnBLarray, {});
 }
 
-std::size_t LinkDecoder16::takeDataRun(const std::int8_t* p, std::size_t count) {
+std::size_t LinkDecoder16::takeDataRun(const std::int8_t* p, std::size_t count, bool blocks) {
     // A non-positive announced length never completes, so it puts no bound on the run.
     const std::int64_t stop =
         quotedLengthTot > 0 ? quotedLengthTot : std::numeric_limits<std::int64_t>::max();
@@ -180,7 +184,7 @@ std::size_t LinkDecoder16::takeDataRun(const std::int8_t* p, std::size_t count) 
         // counted are scratch that later stores overwrite. Near the canvas end bytes go one at
         // a time through the checked store, so an overrun stops at the same byte as it always
         // did.
-        if (k + 16 <= count && used + 16 <= MAXCANVASSIZE) {
+        if (blocks && k + 16 <= count && used + 16 <= MAXCANVASSIZE) {
             const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + k));
             const unsigned hits = framingMask(v);
             if (hits == 0 && used + 16 < stop) {
@@ -224,6 +228,8 @@ std::size_t LinkDecoder16::takeDataRun(const std::int8_t* p, std::size_t count) 
                 continue;
             }
         }
+#else
+        (void)blocks;
 #endif
         // Byte by byte for a block's worth, taking escape pairs whole rather than through the
         // state machine. The checked store keeps the count current, as it is when it stops.

@@ -71,8 +71,9 @@ class LinkDecoder16 : public AbstractBLProducer {
     void checkFrame();
     // Takes as many message bytes as it can from p[0..count) while in ISDATA with no escape
     // pending; returns how many input bytes it consumed. Stops before any start byte, any
-    // escape it cannot finish, and after the frame's last message byte.
-    std::size_t takeDataRun(const std::int8_t* p, std::size_t count);
+    // escape it cannot finish, and after the frame's last message byte. Without blocks it
+    // keeps to the portable byte path.
+    std::size_t takeDataRun(const std::int8_t* p, std::size_t count, bool blocks);
 };
 
 }  // namespace vantoconnect
