@@ -170,7 +170,7 @@ void PrintCommands::print(const UnitAddress& unit, const std::vector<std::string
         const Job& job = jobs[i];
         std::cout << "print: " << job.name << " (" << job.packets
                   << (job.packets == 1 ? " packet)" : " packets)") << std::endl;
-        session.watchdog().restart("before the printer queue started " + job.name);
+        session.watchdog().restart("to the first printer status query for " + job.name);
         auto progress = std::make_shared<JobProgress>(job, unit.text(), session.watchdog());
         {
             std::lock_guard guard(currentMutex);
