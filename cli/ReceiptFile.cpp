@@ -368,11 +368,16 @@ std::string position(std::string_view text, std::size_t byte) {
     return std::to_string(line) + ":" + std::to_string(column);
 }
 
-// The part of nlohmann's message after its own prefix and position.
+// The part of nlohmann's message after its own prefix and position, without the echo of the
+// bytes last read: they may be the very bytes that are not UTF-8.
 std::string reason(const json::parse_error& e) {
     std::string message = e.what();
     const auto at = message.find(": ", message.find("column"));
-    return at == std::string::npos ? message : message.substr(at + 2);
+    if (at != std::string::npos) {
+        message = message.substr(at + 2);
+    }
+    const auto echo = message.find("; last read: ");
+    return echo == std::string::npos ? message : message.substr(0, echo);
 }
 
 std::string describeLine(const VantoReceiptLine& line) {

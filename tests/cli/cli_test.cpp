@@ -448,7 +448,9 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
          "big.json: has 1048577 bytes; a receipt file may have at most 1048576"},
         {{malformed}, 2, "malformed.json:3:19: malformed JSON: syntax error"},
         {preview("utf8.json", lines("{\"lineType\": \"TEXT\", \"text\": \"caf\xe9\"}")), 2,
-         "utf8.json:1:"},
+         // The position, and no echo of the bytes that are not UTF-8.
+         ": malformed JSON: syntax error while parsing value - invalid string: ill-formed UTF-8 "
+         "byte\n"},
         {preview("huge.json", lines(R"({"lineType": "FEED", "lines": 1e999})")), 2,
          "huge.json: malformed JSON: "},
         {preview("field.json", lines(R"({"lineType": "TEXT", "text": "x", "colour": 1})")), 2,
