@@ -101,6 +101,35 @@ std::string oneLine(std::string text) {
     return text;
 }
 
+std::string commandNames(const CLI::App& group) {
+    std::string names;
+    const auto subs = group.get_subcommands({});
+    for (std::size_t k = 0; k < subs.size(); ++k) {
+        names += k == 0 ? "" : (k + 1 == subs.size() ? " or " : ", ");
+        names += subs[k]->get_name();
+    }
+    return names;
+}
+
+// CLI11 says only "A subcommand is required" when `led blink` was meant as a command; name the
+// group and what it takes.
+std::optional<std::string> missingCommand(const CLI::App& app) {
+    const CLI::App* group = &app;
+    while (!group->get_subcommands().empty()) {
+        group = group->get_subcommands().front();
+    }
+    if (group == &app || group->get_require_subcommand_min() == 0 ||
+        group->get_subcommands({}).empty()) {
+        return std::nullopt;
+    }
+    const auto rest = app.remaining(true);
+    if (rest.empty() || rest.front().starts_with("-")) {
+        return group->get_name() + " needs a command: " + commandNames(*group);
+    }
+    return "unknown " + group->get_name() + " command \"" + rest.front() + "\" (use " +
+           commandNames(*group) + ")";
+}
+
 // CLI11 words an unknown command as an unexpected argument; say what was meant instead.
 std::optional<std::string> unknownCommand(int argc, char** argv, const CLI::App& app) {
     for (int i = 1; i < argc; ++i) {
@@ -113,13 +142,7 @@ std::optional<std::string> unknownCommand(int argc, char** argv, const CLI::App&
                 return std::nullopt;
             }
         }
-        std::string names;
-        const auto subs = app.get_subcommands({});
-        for (std::size_t k = 0; k < subs.size(); ++k) {
-            names += k == 0 ? "" : (k + 1 == subs.size() ? " or " : ", ");
-            names += subs[k]->get_name();
-        }
-        return "unknown command \"" + std::string(arg) + "\" (use " + names + ")";
+        return "unknown command \"" + std::string(arg) + "\" (use " + commandNames(app) + ")";
     }
     return std::nullopt;
 }
@@ -271,7 +294,8 @@ int Cli::run(int argc, char** argv) {
     } catch (const CLI::CallForVersion& e) {
         return app.exit(e);
     } catch (const CLI::ParseError& e) {
-        std::cerr << "vanto: " << oneLine(e.what()) << " (try --help)" << std::endl;
+        std::cerr << "vanto: " << missingCommand(app).value_or(oneLine(e.what())) << " (try --help)"
+                  << std::endl;
         return CliError::BAD_INPUT;
     }
 

@@ -113,7 +113,7 @@ void DeviceCommands::drawerOpen(const UnitAddress& unit, bool validate, bool ver
     session.watchdog().saw("while sending the pulse");
     session.drain();
     watch.sent(session, validate ? "open pulse to the closed drawer"
-                                 : "open pulse (the drawer's state was not asked)");
+                                 : "open pulse without asking the drawer's state");
 }
 
 void DeviceCommands::ledDiagnostic(const UnitAddress& unit, const std::string& position,

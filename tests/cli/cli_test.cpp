@@ -204,7 +204,7 @@ TEST_F(Cli, DrawerStatusAndValidatedOpening) {
     EXPECT_EQ(unit->snapshot().drawerOpenings, 1u);
     EXPECT_EQ(
         run({"drawer", "open", "--no-validate"}).out,
-        "sent: open pulse (the drawer's state was not asked) (the unit does not confirm it)\n");
+        "sent: open pulse without asking the drawer's state (the unit does not confirm it)\n");
     EXPECT_EQ(unit->snapshot().drawerOpenings, 2u);
 }
 
@@ -556,6 +556,7 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
     const auto unused = vantoconnect::testing::FakeUnit::unusedPort();
     const std::vector<Case> commands = {
         {{"frobnicate"}, 2, "vanto: unknown command \"frobnicate\" (use demo, emulate"},
+        {{"led", "blink", "red"}, 2, "vanto: unknown led command \"blink\" (use diag or cosmetic)"},
         {{"drawer", "status", "--port", "abc"},
          2,
          "vanto: --port: \"abc\" is not a TCP port (a whole number in 1...65535)"},
