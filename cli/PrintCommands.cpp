@@ -67,13 +67,14 @@ class JobProgress : public VantoPrinterCallback, public VantoDeliveryListener {
                 "; the library resends it");
         } else if (line.starts_with("MESSAGE NOT ACKNOWLEDGED. ")) {
             say("unexpected answer from the unit; the library waits 200 s before resending");
-            mWatchdog.saw("after an unexpected answer to packet " +
-                          std::to_string(mAcknowledged + 1) + " of " +
-                          std::to_string(mJob.packets) + " (the library pauses 200 s)");
+            mWatchdog.note(
+                "the unit at " + mAddress + " gave an answer nobody understands to packet " +
+                std::to_string(mAcknowledged + 1) + " of " + std::to_string(mJob.packets) +
+                " and the library pauses 200 s before each resend");
         } else if (line.starts_with("Rescheduling printing of remaining receipts: ")) {
             say("printer busy; asking again in 2 s");
-            mWatchdog.note("the printer at " + mAddress + " stayed busy; none of the " +
-                           std::to_string(mJob.packets) + " packets sent");
+            mWatchdog.note("the printer at " + mAddress + " did not report ready; nothing of " +
+                           mJob.name + " was sent");
         }
     }
 
