@@ -544,9 +544,11 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
                                R"("}, {"lineType": "TEXT", "text": ")" + text1013 + "\"}"));
     vantoconnect::testing::FakeUnit hangsUp;
     hangsUp.setDefaultReply(vantoconnect::testing::FakeUnit::Reply::close());
-    auto at = [](int port) {
+    // Units expected to stay silent get a short watchdog; the others a long one, so that a busy
+    // machine cannot turn their own failure into a time-out.
+    auto at = [](int port, const char* timeout = "20") {
         return std::vector<std::string>{"--ip",      "127.0.0.1", "--port", std::to_string(port),
-                                        "--timeout", "2"};
+                                        "--timeout", timeout};
     };
     auto with = [](std::vector<std::string> a, const std::vector<std::string>& b) {
         a.insert(a.end(), b.begin(), b.end());
@@ -586,13 +588,13 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
          // Either the command's own look or the library's read finds the hang-up first.
          "vanto: the unit at 127.0.0.1:" + std::to_string(refusing.port()) + " "},
         {with({"print", receipt}, at(refusing.port())), 3, "vanto: the unit at 127.0.0.1:"},
-        {with({"printer", "status"}, at(silent.port())), 3,
+        {with({"printer", "status"}, at(silent.port(), "2")), 3,
          "vanto: no answer from 127.0.0.1:" + std::to_string(silent.port()) +
              " to the printer status request; gave up after 2 s (--timeout)"},
-        {with({"print", receipt}, at(silent.port())), 3,
+        {with({"print", receipt}, at(silent.port(), "2")), 3,
          "vanto: no answer from 127.0.0.1:" + std::to_string(silent.port()) +
              " to the printer status query before packet 1 of 1; gave up after 2 s"},
-        {with({"print", twoPackets}, at(stalls.port())), 3,
+        {with({"print", twoPackets}, at(stalls.port(), "2")), 3,
          "vanto: no answer from 127.0.0.1:" + std::to_string(stalls.port()) +
              " to packet 2 of 4 (1 acknowledged); gave up after 2 s (--timeout)"},
         {with({"printer", "status"}, at(hangsUp.port())), 3,
