@@ -43,6 +43,11 @@ void quietLeakChecker() {
     setenv("LSAN_OPTIONS", "print_suppressions=0", 1);
 }
 
+// Unit lock files go to the test's own folder rather than the machine's.
+void privateRuntimeDir(const fs::path& scratch) {
+    setenv("XDG_RUNTIME_DIR", scratch.c_str(), 1);
+}
+
 // Runs the vanto executable with the arguments, standard output and error to files.
 Outcome vanto(std::vector<std::string> args, const fs::path& scratch) {
     const auto outPath = scratch / "stdout.txt";
@@ -50,6 +55,7 @@ Outcome vanto(std::vector<std::string> args, const fs::path& scratch) {
     const pid_t pid = fork();
     if (pid == 0) {
         quietLeakChecker();
+        privateRuntimeDir(scratch);
         const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(out, STDOUT_FILENO);
@@ -77,6 +83,7 @@ pid_t startVanto(std::vector<std::string> args, const fs::path& out) {
     const pid_t pid = fork();
     if (pid == 0) {
         quietLeakChecker();
+        privateRuntimeDir(out.parent_path());
         const int fd = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(fd, STDOUT_FILENO);
         dup2(fd, STDERR_FILENO);
