@@ -274,6 +274,13 @@ TEST_F(Cli, PrintSaysWhyAReceiptIsNotOnThePaper) {
                   second.string() + "\n");
     EXPECT_EQ(r.out.find("delivered"), std::string::npos) << r.out;
 
+    // A file refused on reading stops the batch before anything reaches the unit.
+    const auto bad = write("bad.json", R"({"lines": [{"lineType": "FEED", "lines": -1}]})");
+    const auto before = unit->snapshot().frames;
+    r = run({"print", file.string(), bad.string()});
+    EXPECT_EQ(r.exitCode, 2) << r.err;
+    EXPECT_EQ(unit->snapshot().frames, before);
+
     unit->setPrinterCondition(vantoemu::PrinterCondition::NotReady);
     r = run({"print", file.string(), "--time-scale", "0.01"});
     EXPECT_EQ(r.exitCode, 1);
