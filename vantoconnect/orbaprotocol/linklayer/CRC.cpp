@@ -217,28 +217,6 @@ void CRC::addToCRC(std::span<const std::int8_t> bytes) {
     currentValue = static_cast<std::int16_t>(crc);
 }
 
-std::int8_t CRC::getUpperByte() const {
-    return static_cast<std::int8_t>(static_cast<std::uint16_t>(currentValue) >> 8);
-}
-
-std::int8_t CRC::getLowerByte() const {
-    return static_cast<std::int8_t>(currentValue & 0xFF);
-}
-
-void CRC::setUpperByte(std::int8_t b) {
-    const std::int64_t v = (currentValue & lsbMask) | (((b & lsbMask) << 8) & msbMask);
-    currentValue = static_cast<std::int16_t>(static_cast<std::uint16_t>(v & 0xFFFF));
-}
-
-void CRC::setLowerByte(std::int8_t b) {
-    const std::int64_t v = (currentValue & msbMask) | (b & lsbMask);
-    currentValue = static_cast<std::int16_t>(static_cast<std::uint16_t>(v & 0xFFFF));
-}
-
-bool CRC::equals(const CRC& c) const {
-    return currentValue == c.currentValue;
-}
-
 bool CRC::carrylessBulkPathAvailable() {
     return CARRYLESS_AVAILABLE;
 }

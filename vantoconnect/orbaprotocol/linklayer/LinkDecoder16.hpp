@@ -58,11 +58,20 @@ class LinkDecoder16 : public AbstractBLProducer {
     std::int64_t lengthSize = LENGTH_12BIT;
     std::vector<ByteLump> returnBLarray;
 
+    // The frame's check value, kept as its bytes are copied where the processor can (a 128-bit
+    // remainder), so a complete frame is checked without reading its bytes back.
+    std::uint64_t runningCheck[2] = {0, 0};
+    bool runningCheckKept = false;
+    bool runningCheckTwoLengthBytes = false;
+
     void abortFrame(std::optional<std::string_view> errMsg);
     void processByteDefault(std::int8_t byteDefault);
     void processSmallLength(std::int8_t b);
     void processLargeLength(std::int8_t b);
 
+    // Enters ISDATA and starts the frame's running check value.
+    void beginData();
+    bool twoLengthBytesChecked() const;
     void storeDataByte(std::int8_t b);
     // Called once the canvas holds the announced count.
     void frameFilled();
