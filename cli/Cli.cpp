@@ -1,20 +1,30 @@
 #include "cli/Cli.hpp"
 
 #include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <optional>
+#include <string_view>
 
 #include "cli/CliError.hpp"
 #include "cli/DemoCommand.hpp"
 #include "cli/DeviceCommands.hpp"
 #include "cli/EmulateCommand.hpp"
+#include "cli/LibraryConsole.hpp"
 #include "cli/PrintCommands.hpp"
+#include "cli/UnitSession.hpp"
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
 #include "vantoconnect/support/Fatal.hpp"
 
 namespace vantocli {
 
 namespace {
+
+// A day: longer than anything a unit should take, short enough that a typo is caught.
+constexpr double MAX_TIMEOUT = 86400;
 
 // A fatal error of the library on one of its own threads cannot be caught; it ends the process.
 // Say why in one line instead of leaving the runtime's abort message.
@@ -28,18 +38,113 @@ namespace {
         } catch (...) {
         }
     }
+    std::cout.flush();
     if (why == vantoconnect::fatal::NIL_UNWRAP) {
-        why += " (the unit closed the connection without answering)";
+        // The library reads an answer on its own thread and ends the process when the unit hangs
+        // up instead; the unit misbehaved, not the command.
+        std::cerr << "vanto: " << UnitSession::closedWithoutAnswer(UnitSession::lastAddress())
+                  << std::endl;
+        std::_Exit(CliError::UNREACHABLE);
     }
     std::cerr << "vanto: the library stopped the process: " << why << std::endl;
-    std::_Exit(70);
+    std::_Exit(CliError::INTERNAL);
 }
+
+// Validators that name the option and the value in words a cashier's technician can act on.
+const CLI::Validator PORT_NUMBER(
+    [](std::string& text) -> std::string {
+        int port = 0;
+        const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), port);
+        if (text.empty() || ec != std::errc() || end != text.data() + text.size() || port < 1 ||
+            port > 65535) {
+            return "\"" + text + "\" is not a TCP port (a whole number in 1...65535)";
+        }
+        return {};
+    },
+    "1...65535");
+
+const CLI::Validator SECONDS(
+    [](std::string& text) -> std::string {
+        char* end = nullptr;
+        const double value = std::strtod(text.c_str(), &end);
+        if (text.empty() || end != text.c_str() + text.size() || !std::isfinite(value) ||
+            value <= 0 || value > MAX_TIMEOUT) {
+            return "\"" + text + "\" is not a number of seconds above 0 and at most " +
+                   std::to_string(static_cast<int>(MAX_TIMEOUT));
+        }
+        return {};
+    },
+    "SECONDS");
 
 void addUnitOptions(CLI::App& command, UnitAddress& unit) {
     command.add_option("--ip", unit.ip, "the unit's IPv4 address")->capture_default_str();
     command.add_option("--port", unit.port, "the unit's TCP port")
         ->capture_default_str()
-        ->check(CLI::Range(1, 65535));
+        ->check(PORT_NUMBER);
+    command
+        .add_option("--timeout", unit.timeoutSeconds,
+                    "seconds the command may wait on the unit before it gives up (exit 3)")
+        ->capture_default_str()
+        ->check(SECONDS);
+}
+
+// Messages of other libraries may span lines; scripts read one line per failure.
+std::string oneLine(std::string text) {
+    while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) {
+        text.pop_back();
+    }
+    for (char& c : text) {
+        if (c == '\n' || c == '\r') {
+            c = ' ';
+        }
+    }
+    return text;
+}
+
+std::string commandNames(const CLI::App& group) {
+    std::string names;
+    const auto subs = group.get_subcommands({});
+    for (std::size_t k = 0; k < subs.size(); ++k) {
+        names += k == 0 ? "" : (k + 1 == subs.size() ? " or " : ", ");
+        names += subs[k]->get_name();
+    }
+    return names;
+}
+
+// CLI11 says only "A subcommand is required" when `led blink` was meant as a command; name the
+// group and what it takes.
+std::optional<std::string> missingCommand(const CLI::App& app) {
+    const CLI::App* group = &app;
+    while (!group->get_subcommands().empty()) {
+        group = group->get_subcommands().front();
+    }
+    if (group == &app || group->get_require_subcommand_min() == 0 ||
+        group->get_subcommands({}).empty()) {
+        return std::nullopt;
+    }
+    const auto rest = app.remaining(true);
+    if (rest.empty() || rest.front().starts_with("-")) {
+        return group->get_name() + " needs a command: " + commandNames(*group);
+    }
+    return "unknown " + group->get_name() + " command \"" + rest.front() + "\" (use " +
+           commandNames(*group) + ")";
+}
+
+// CLI11 words an unknown command as an unexpected argument; say what was meant instead.
+std::optional<std::string> unknownCommand(int argc, char** argv, const CLI::App& app) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view arg = argv[i];
+        if (arg.starts_with("-")) {
+            continue;
+        }
+        for (const auto* sub : app.get_subcommands({})) {
+            if (sub->get_name() == arg) {
+                return std::nullopt;
+            }
+        }
+        return "unknown command \"" + std::string(arg) + "\" (use " + commandNames(app) + ")";
+    }
+    return std::nullopt;
 }
 
 }  // namespace
@@ -111,17 +216,19 @@ int Cli::run(int argc, char** argv) {
         action = [&] { EmulateCommand::run(emu); };
     });
 
-    auto* print = app.add_subcommand("print", "print a receipt file (JSON) on a unit");
-    std::string receiptFile;
-    print->add_option("FILE.json", receiptFile, "the receipt")->required();
+    auto* print = app.add_subcommand(
+        "print", "print receipt files (JSON) on a unit, each after the previous one has completed");
+    std::vector<std::string> receiptFiles;
+    print->add_option("FILE.json", receiptFiles, "the receipts, printed in this order")->required();
     addUnitOptions(*print, unit);
     double timeScale = 1.0;
     // Shortens the printer queue's polling for tests; hidden from --help.
     print->add_option("--time-scale", timeScale)->group("")->check(CLI::PositiveNumber);
     print->callback(
-        [&] { action = [&] { PrintCommands::print(unit, receiptFile, verbose, timeScale); }; });
+        [&] { action = [&] { PrintCommands::print(unit, receiptFiles, verbose, timeScale); }; });
 
     auto* preview = app.add_subcommand("preview", "draw a receipt file as the paper, no unit");
+    std::string receiptFile;
     std::string pngFile;
     bool showText = false;
     preview->add_option("FILE.json", receiptFile, "the receipt")->required();
@@ -167,13 +274,17 @@ int Cli::run(int argc, char** argv) {
     auto* printer = app.add_subcommand("printer", "printer status or configuration page");
     printer->require_subcommand(1);
     addUnitOptions(*printer, unit);
-    printer->add_subcommand("status", "print ready or busy")->callback([&] {
+    printer->add_subcommand("status", "print ready, not ready or error")->callback([&] {
         action = [&] { DeviceCommands::printerStatus(unit, verbose); };
     });
     printer->add_subcommand("config-page", "print the printer's configuration page")->callback([&] {
         action = [&] { DeviceCommands::printerConfigPage(unit, verbose); };
     });
 
+    if (const auto unknown = unknownCommand(argc, argv, app)) {
+        std::cerr << "vanto: " << *unknown << std::endl;
+        return CliError::BAD_INPUT;
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {
@@ -183,24 +294,32 @@ int Cli::run(int argc, char** argv) {
     } catch (const CLI::CallForVersion& e) {
         return app.exit(e);
     } catch (const CLI::ParseError& e) {
-        std::cerr << "vanto: " << e.what() << " (try --help)" << std::endl;
+        std::cerr << "vanto: " << missingCommand(app).value_or(oneLine(e.what())) << " (try --help)"
+                  << std::endl;
         return CliError::BAD_INPUT;
     }
 
     try {
+        // The library writes its console lines to standard output unless told otherwise; the
+        // command's output is its own, whatever runs before a command installs its listener.
+        LibraryConsole console(verbose);
         if (action) {
             action();
         }
         return 0;
     } catch (const CliError& e) {
-        std::cerr << "vanto: " << e.what() << std::endl;
+        std::cerr << "vanto: " << oneLine(e.what()) << std::endl;
         return e.exitCode();
     } catch (const vantoconnect::FatalError& e) {
-        std::cerr << "vanto: the library refused: " << e.what() << std::endl;
-        return CliError::FAILED;
+        if (std::string_view(e.what()) == vantoconnect::fatal::NIL_UNWRAP) {
+            std::cerr << "vanto: " << UnitSession::closedWithoutAnswer(unit.text()) << std::endl;
+            return CliError::UNREACHABLE;
+        }
+        std::cerr << "vanto: the library refused the request: " << oneLine(e.what()) << std::endl;
+        return CliError::INTERNAL;
     } catch (const std::exception& e) {
-        std::cerr << "vanto: " << e.what() << std::endl;
-        return CliError::FAILED;
+        std::cerr << "vanto: " << oneLine(e.what()) << std::endl;
+        return CliError::INTERNAL;
     }
 }
 

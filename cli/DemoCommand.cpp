@@ -12,6 +12,8 @@
 #include "cli/Names.hpp"
 #include "cli/UnitSession.hpp"
 #include "emulator/EmulatedUnit.hpp"
+#include "vantoconnect/VantoDeliveryListener.hpp"
+#include "vantoconnect/VantoDeliveryReport.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoPrinterCallback.hpp"
 #include "vantoconnect/VantoReceiptBarcodeLine.hpp"
@@ -78,18 +80,22 @@ Image demoLogo() {
     return Image::fromRGBA(width, height, rgba);
 }
 
-class DemoCallback : public VantoPrinterCallback {
+// The receipt counts as printed only when its delivery report says every packet was
+// acknowledged; the library's "completed" says only that its queue got through the job.
+class DemoCallback : public VantoPrinterCallback, public VantoDeliveryListener {
   public:
     void onPrinterStarted(const std::string& ipAddress) override {
         std::cout << "print: started on " << ipAddress << std::endl;
     }
     void onPrinterCompleted(const std::string& ipAddress) override {
-        std::cout << "print: completed on " << ipAddress << std::endl;
-        mDone.set_value(true);
+        std::cout << "print: sending finished on " << ipAddress << std::endl;
     }
     void onPrinterError(const VantoError& error) override {
         std::cout << "print: error " << error.description() << std::endl;
-        mDone.set_value(false);
+    }
+    void onDeliveryReport(const VantoDeliveryReport& report) override {
+        std::cout << "print: delivery report: " << report.summary() << std::endl;
+        mDone.set_value(report.allAcknowledged);
     }
     std::future<bool> done() { return mDone.get_future(); }
 
@@ -206,9 +212,14 @@ void DemoCommand::run(const std::filesystem::path& outDir) {
     std::cout << "print: a receipt with text, prices, separators, feeds, an image and three "
                  "barcodes"
               << std::endl;
-    vanto.print(demoReceipt(), callback);
-    if (done.wait_for(std::chrono::seconds(30)) != std::future_status::ready || !done.get()) {
-        throw CliError(CliError::FAILED, "the demo receipt did not print");
+    vanto.print(demoReceipt(), callback, callback);
+    if (done.wait_for(std::chrono::seconds(30)) != std::future_status::ready) {
+        throw CliError(CliError::UNREACHABLE,
+                       "no delivery report for the demo receipt within 30 s");
+    }
+    if (!done.get()) {
+        throw CliError(CliError::FAILED,
+                       "the demo receipt was not fully delivered; it is not called printed");
     }
     if (!unit.waitForReceipts(1, std::chrono::seconds(30))) {
         throw CliError(CliError::FAILED, "the unit did not render the demo receipt");

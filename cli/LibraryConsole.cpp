@@ -6,7 +6,8 @@
 
 namespace vantocli {
 
-LibraryConsole::LibraryConsole(bool verbose, Listener listener) {
+namespace {
+void install(bool verbose, LibraryConsole::Listener listener) {
     vantoconnect::setConsoleSink([verbose, listener = std::move(listener)](std::string_view line) {
         if (verbose) {
             std::cerr << "  | " << line << '\n';
@@ -16,9 +17,14 @@ LibraryConsole::LibraryConsole(bool verbose, Listener listener) {
         }
     });
 }
+}  // namespace
+
+LibraryConsole::LibraryConsole(bool verbose, Listener listener) : mVerbose(verbose) {
+    install(verbose, std::move(listener));
+}
 
 LibraryConsole::~LibraryConsole() {
-    vantoconnect::setConsoleSink({});
+    install(mVerbose, {});
 }
 
 }  // namespace vantocli

@@ -2,7 +2,9 @@
 
 // While in scope, takes the library's console lines: shown on standard error with --verbose,
 // otherwise kept off the terminal, and in both cases handed to an optional listener that turns
-// them into progress.
+// them into progress. Leaving the scope keeps the lines off standard output: the library's
+// threads may still be talking while the command winds down, and standard output is the
+// command's own.
 
 #include <functional>
 #include <string_view>
@@ -17,6 +19,9 @@ class LibraryConsole {
     ~LibraryConsole();
     LibraryConsole(const LibraryConsole&) = delete;
     LibraryConsole& operator=(const LibraryConsole&) = delete;
+
+  private:
+    bool mVerbose;
 };
 
 }  // namespace vantocli

@@ -125,12 +125,16 @@ std::int64_t Names::parse(const Table& table, std::string_view word, std::string
     std::int64_t number = 0;
     const auto* end = word.data() + word.size();
     const auto [ptr, ec] = std::from_chars(word.data(), end, number);
-    if (!word.empty() && ec == std::errc() && ptr == end) {
+    // A number is one of the table's values: the unit takes any other silently and shows
+    // nothing, while the command would claim it was set.
+    if (!word.empty() && ec == std::errc() && ptr == end &&
+        std::any_of(table.begin(), table.end(),
+                    [number](const Entry& entry) { return entry.value == number; })) {
         return number;
     }
     throw CliError(CliError::BAD_INPUT, "unknown " + std::string(what) + " \"" + std::string(word) +
                                             "\" (use " + choices(table) +
-                                            ", a constant name or a number)");
+                                            ", a constant name or its number)");
 }
 
 std::string Names::nameOf(const Table& table, std::int64_t value) {

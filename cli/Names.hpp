@@ -2,7 +2,8 @@
 
 // The words the command accepts for the library's integer codes. Every code may be given by the
 // library's constant name (LED_PRINTER, COSMETIC_CYAN, TEXT_STYLE_BOLD), by a short lower-case
-// word (printer, cyan, bold) or as a number. Unknown words fail with the list of valid ones.
+// word (printer, cyan, bold) or as the number of one of them. Anything else fails with the list
+// of valid words.
 
 #include <cstdint>
 #include <string>
@@ -30,8 +31,8 @@ class Names {
     static const Table& barcodeHri();
     static const Table& cutTypes();
 
-    // Looks the word up case-insensitively as a short word or a constant name, or reads it as a
-    // decimal integer. Throws CliError(BAD_INPUT) naming `what` otherwise.
+    // Looks the word up case-insensitively as a short word or a constant name, or reads it as the
+    // decimal value of an entry. Throws CliError(BAD_INPUT) naming `what` otherwise.
     static std::int64_t parse(const Table& table, std::string_view word, std::string_view what);
     // The short word of a value, or its number.
     static std::string nameOf(const Table& table, std::int64_t value);

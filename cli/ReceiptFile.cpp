@@ -1,13 +1,19 @@
 #include "cli/ReceiptFile.hpp"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <sstream>
+#include <system_error>
 
 #include "cli/CliError.hpp"
 #include "cli/Names.hpp"
+#include "cli/ReceiptImage.hpp"
 #include "vantoconnect/ReceiptComposer.hpp"
+#include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/VantoReceiptBarcodeLine.hpp"
 #include "vantoconnect/VantoReceiptFeedLine.hpp"
 #include "vantoconnect/VantoReceiptImageLine.hpp"
@@ -49,7 +55,10 @@ class Reader {
         }
     }
 
-    std::string text(const json& object, const char* key, const std::string& path) const {
+    // A string the printer gets as text: an ASCII control character in it would reach the
+    // printer as a command byte (ESC, GS, a line feed in the middle of a price line).
+    std::string text(const json& object, const char* key, const std::string& path,
+                     bool allowNul = false) const {
         if (!object.contains(key)) {
             return {};
         }
@@ -57,28 +66,44 @@ class Reader {
         if (!value.is_string()) {
             fail(path + "." + key, "must be a string");
         }
-        return value.get<std::string>();
+        std::string s = value.get<std::string>();
+        for (const char c : s) {
+            const auto byte = static_cast<unsigned char>(c);
+            if ((byte < 0x20 || byte == 0x7F) && !(allowNul && byte == 0)) {
+                char code[8];
+                std::snprintf(code, sizeof code, "U+%04X", byte);
+                fail(path + "." + key, std::string("contains the control character ") + code +
+                                           ", which the printer would take as a command");
+            }
+        }
+        return s;
     }
 
     std::int64_t integer(const json& object, const char* key, const std::string& path,
-                         std::int64_t fallback) const {
+                         std::int64_t fallback, std::int64_t min, std::int64_t max) const {
         if (!object.contains(key)) {
             return fallback;
         }
         const auto& value = object.at(key);
         if (!value.is_number_integer()) {
-            fail(path + "." + key, "must be a whole number");
+            fail(path + "." + key, "must be a whole number in " + range(min, max));
         }
         if (value.is_number_unsigned() &&
-            value.get<std::uint64_t>() > static_cast<std::uint64_t>(INT64_MAX)) {
-            fail(path + "." + key, "is too large");
+            value.get<std::uint64_t>() > static_cast<std::uint64_t>(max)) {
+            fail(path + "." + key, "must lie in " + range(min, max) + ", not " + value.dump());
         }
-        return value.get<std::int64_t>();
+        const auto number = value.get<std::int64_t>();
+        if (number < min || number > max) {
+            fail(path + "." + key,
+                 "must lie in " + range(min, max) + ", not " + std::to_string(number));
+        }
+        return number;
     }
 
-    // A code given as a number, a word or a constant name.
+    // A code given as a number or a word of the table (short word or constant name).
     std::int64_t code(const json& object, const char* key, const std::string& path,
-                      const Names::Table& table, const char* what, std::int64_t fallback) const {
+                      const Names::Table& table, const char* what, std::int64_t fallback,
+                      std::int64_t min, std::int64_t max) const {
         if (!object.contains(key)) {
             return fallback;
         }
@@ -86,18 +111,23 @@ class Reader {
         if (value.is_string()) {
             return parseWord(table, value.get<std::string>(), what, path + "." + key);
         }
-        return integer(object, key, path, fallback);
+        if (!value.is_number_integer()) {
+            fail(path + "." + key,
+                 "must be one of " + Names::choices(table) + " or a number in " + range(min, max));
+        }
+        return integer(object, key, path, fallback, min, max);
     }
 
     // Styles may also be a list of words, combined as bit flags.
     std::int64_t style(const json& object, const char* key, const std::string& path) const {
         if (!object.contains(key) || !object.at(key).is_array()) {
-            return code(object, key, path, Names::textStyles(), "text style", 0);
+            return code(object, key, path, Names::textStyles(), "text style", 0, 0, 15);
         }
         std::int64_t bits = 0;
         for (const auto& word : object.at(key)) {
             if (!word.is_string()) {
-                fail(path + "." + key, "must be a list of style names");
+                fail(path + "." + key,
+                     "must be a list of style names (" + Names::choices(Names::textStyles()) + ")");
             }
             bits |= parseWord(Names::textStyles(), word.get<std::string>(), "text style",
                               path + "." + key);
@@ -105,7 +135,7 @@ class Reader {
         return bits;
     }
 
-    std::shared_ptr<VantoReceiptLine> line(const json& object, const std::string& path) const {
+    std::shared_ptr<VantoReceiptLine> line(const json& object, const std::string& path) {
         if (!object.is_object()) {
             fail(path, "must be an object");
         }
@@ -118,8 +148,8 @@ class Reader {
             expectOnly(object, path, {"lineType", "text", "style", "size", "position"});
             return std::make_shared<VantoReceiptTextLine>(
                 text(object, "text", path), style(object, "style", path),
-                code(object, "size", path, Names::textSizes(), "text size", 0),
-                code(object, "position", path, Names::textPositions(), "text position", 0));
+                code(object, "size", path, Names::textSizes(), "text size", 0, 0, 1),
+                code(object, "position", path, Names::textPositions(), "text position", 0, 0, 2));
         }
         if (upper == "PRICE") {
             expectOnly(object, path,
@@ -129,24 +159,14 @@ class Reader {
                 text(object, "rightText", path), style(object, "rightStyle", path));
         }
         if (upper == "BARCODE") {
-            expectOnly(object, path, {"lineType", "type", "hri", "height", "data"});
-            auto line = std::make_shared<VantoReceiptBarcodeLine>(
-                code(object, "type", path, Names::barcodeTypes(), "barcode type", 0),
-                text(object, "data", path));
-            line->setHri(code(object, "hri", path, Names::barcodeHri(), "barcode hri", line->hri));
-            if (object.contains("height")) {
-                if (!object.at("height").is_number()) {
-                    fail(path + ".height", "must be a number (bar height in units of 154 dots)");
-                }
-                line->setHeight(object.at("height").get<double>());
-            }
-            return line;
+            return barcode(object, path);
         }
         if (upper == "SINGLE_CHAR") {
             expectOnly(object, path, {"lineType", "chr"});
             auto line = std::make_shared<VantoReceiptSingleCharLine>();
             if (object.contains("chr")) {
-                const std::string chr = text(object, "chr", path);
+                // The NUL character is the model's way of printing nothing.
+                const std::string chr = text(object, "chr", path, true);
                 if (GraphemeCounter::count(chr) != 1) {
                     fail(path + ".chr", "must be exactly one character, not \"" + chr + "\"");
                 }
@@ -156,7 +176,10 @@ class Reader {
         }
         if (upper == "FEED") {
             expectOnly(object, path, {"lineType", "lines"});
-            return std::make_shared<VantoReceiptFeedLine>(integer(object, "lines", path, 0));
+            // The count travels as a signed byte: -5 would feed 251 lines.
+            const auto lines = integer(object, "lines", path, 0, 0, 127);
+            usePaper(lines * LINE_DOTS, path + ".lines");
+            return std::make_shared<VantoReceiptFeedLine>(lines);
         }
         if (upper == "IMAGE") {
             expectOnly(object, path, {"lineType", "image"});
@@ -164,44 +187,146 @@ class Reader {
             if (file.empty()) {
                 fail(path, "needs an \"image\" path");
             }
-            const auto resolved = mBaseDir / file;
-            try {
-                return std::make_shared<VantoReceiptImageLine>(Image::fromFile(resolved.string()));
-            } catch (const Image::Error& e) {
-                fail(path + ".image", e.what());
+            if (++mImages > ReceiptFile::MAX_IMAGES) {
+                fail(path, "more than " + std::to_string(ReceiptFile::MAX_IMAGES) +
+                               " images in one receipt");
             }
+            auto image =
+                ReceiptImage::load(mBaseDir / file, mSource + ": " + path + ".image", mPixels);
+            mPixels += image.width() * image.height();
+            return std::make_shared<VantoReceiptImageLine>(std::move(image));
         }
         fail(path + ".lineType", "unknown line type \"" + type +
                                      "\" (use TEXT, PRICE, BARCODE, SINGLE_CHAR, FEED or IMAGE)");
     }
 
-    std::shared_ptr<VantoReceipt> receipt(const json& root) const {
+    std::shared_ptr<VantoReceipt> receipt(const json& root) {
         if (!root.is_object()) {
             fail("receipt", "must be a JSON object with a \"lines\" list");
         }
         expectOnly(root, "receipt", {"lines", "cutType", "headerFeed", "footerFeed"});
         auto receipt = std::make_shared<VantoReceipt>();
-        receipt->setCutType(code(root, "cutType", "receipt", Names::cutTypes(), "cut type", 0));
+        receipt->setCutType(
+            code(root, "cutType", "receipt", Names::cutTypes(), "cut type", 0, 0, 1));
         receipt->setHeaderFeed(feed(root, "headerFeed", 0));
         receipt->setFooterFeed(feed(root, "footerFeed", 12));
         if (!root.contains("lines") || !root.at("lines").is_array()) {
             fail("receipt", "needs a \"lines\" list");
         }
         const auto& lines = root.at("lines");
+        if (lines.size() > ReceiptFile::MAX_LINES) {
+            fail("receipt.lines", "has " + std::to_string(lines.size()) + " lines; at most " +
+                                      std::to_string(ReceiptFile::MAX_LINES) + " fit one receipt");
+        }
+        usePaper(CUT_DOTS, "receipt.cutType");
         for (std::size_t i = 0; i < lines.size(); ++i) {
-            receipt->addLine(line(lines[i], "lines[" + std::to_string(i) + "]"));
+            const std::string path = "lines[" + std::to_string(i) + "]";
+            auto parsed = line(lines[i], path);
+            usePaper(paperDots(*parsed), path);
+            receipt->addLine(std::move(parsed));
         }
         return receipt;
     }
 
   private:
-    std::int64_t feed(const json& root, const char* key, std::int64_t fallback) const {
-        const std::int64_t lines = integer(root, key, "receipt", fallback);
-        if (lines < -128 || lines > 127) {
-            fail(std::string("receipt.") + key,
-                 "must lie in -128...127, not " + std::to_string(lines));
+    static constexpr std::int64_t LINE_DOTS = 30;
+    static constexpr std::int64_t CUT_DOTS = 60;
+    static constexpr std::int64_t BARCODE_DOTS = 300;
+
+    // Feeds are counted where they are read.
+    static std::int64_t paperDots(const VantoReceiptLine& line) {
+        switch (line.lineType) {
+            case VantoReceiptLineType::TEXT: {
+                const auto& text = static_cast<const VantoReceiptTextLine&>(line);
+                return LINE_DOTS * textRows(text.text, (text.size & 1) != 0);
+            }
+            case VantoReceiptLineType::PRICE: {
+                const auto& price = static_cast<const VantoReceiptPriceLine&>(line);
+                return LINE_DOTS * textRows(price.leftText + " " + price.rightText, false);
+            }
+            case VantoReceiptLineType::SINGLE_CHAR:
+                return 2 * LINE_DOTS;
+            case VantoReceiptLineType::BARCODE:
+                return BARCODE_DOTS;
+            case VantoReceiptLineType::IMAGE: {
+                const auto& image = static_cast<const VantoReceiptImageLine&>(line).image;
+                return (ReceiptImage::printedRows(image.width(), image.height()) + 23) / 24 * 24;
+            }
+            default:
+                return 0;
         }
+    }
+
+    std::shared_ptr<VantoReceiptLine> barcode(const json& object, const std::string& path) {
+        expectOnly(object, path, {"lineType", "type", "hri", "height", "data"});
+        if (++mBarcodes > ReceiptFile::MAX_BARCODES) {
+            fail(path, "more than " + std::to_string(ReceiptFile::MAX_BARCODES) +
+                           " barcodes in one receipt");
+        }
+        const auto type =
+            code(object, "type", path, Names::barcodeTypes(), "barcode type", 0, 0, 2);
+        const std::string data = text(object, "data", path);
+        if (data.empty()) {
+            fail(path, "needs \"data\" (a barcode without data prints nothing)");
+        }
+        if (type == Vanto::BARCODE_TYPE_UPCA &&
+            (data.size() < 11 || data.size() > 12 ||
+             data.find_first_not_of("0123456789") != std::string::npos)) {
+            fail(path + ".data", "a UPC-A barcode takes 11 or 12 digits, not \"" + data + "\"");
+        }
+        if (type == Vanto::BARCODE_TYPE_CODE39) {
+            const auto bad = data.find_first_not_of("0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ -.$/+%");
+            if (bad != std::string::npos) {
+                fail(path + ".data",
+                     "a Code 39 barcode takes digits, capital letters, space and "
+                     "- . $ / + %; \"" +
+                         data + "\" has \"" + data.substr(bad, 1) + "\"");
+            }
+        }
+        auto line = std::make_shared<VantoReceiptBarcodeLine>(type, data);
+        line->setHri(
+            code(object, "hri", path, Names::barcodeHri(), "barcode hri", line->hri, 0, 3));
+        if (object.contains("height")) {
+            const auto& height = object.at("height");
+            // The bar height travels as a signed byte of dots: height x 154 must be 1...127.
+            const double dots = height.is_number() ? std::trunc(height.get<double>() * 154.0) : 0;
+            if (!height.is_number() || !(dots >= 1 && dots <= 127)) {
+                fail(path + ".height",
+                     "must be a number whose bar height (height x 154 dots) "
+                     "lies in 1...127 dots, that is 0.0065...0.8246, not " +
+                         height.dump());
+            }
+            line->setHeight(height.get<double>());
+        }
+        return line;
+    }
+
+    std::int64_t feed(const json& root, const char* key, std::int64_t fallback) {
+        const std::int64_t lines = integer(root, key, "receipt", fallback, 0, 127);
+        usePaper(lines * LINE_DOTS, std::string("receipt.") + key);
         return lines;
+    }
+
+    void usePaper(std::int64_t dots, const std::string& path) {
+        mPaperDots += dots;
+        if (mPaperDots > ReceiptFile::MAX_PAPER_DOTS) {
+            fail(path, "brings the receipt above " + std::to_string(ReceiptFile::MAX_PAPER_DOTS) +
+                           " dots (12.5 m) of paper");
+        }
+    }
+
+    // Rows of 44 columns a text takes at most: wide characters take two columns, and so may
+    // any non-ASCII character.
+    static std::int64_t textRows(const std::string& text, bool wide) {
+        const bool ascii = std::all_of(text.begin(), text.end(),
+                                       [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+        const std::int64_t columns = static_cast<std::int64_t>(GraphemeCounter::count(text)) *
+                                     (wide ? 2 : 1) * (ascii ? 1 : 2);
+        return std::max<std::int64_t>(1, (columns + 43) / 44);
+    }
+
+    static std::string range(std::int64_t min, std::int64_t max) {
+        return std::to_string(min) + "..." + std::to_string(max);
     }
 
     std::int64_t parseWord(const Names::Table& table, const std::string& word, const char* what,
@@ -222,6 +347,10 @@ class Reader {
 
     const std::string& mSource;
     const std::filesystem::path& mBaseDir;
+    std::size_t mImages = 0;
+    std::size_t mBarcodes = 0;
+    std::int64_t mPaperDots = 0;
+    std::int64_t mPixels = 0;
 };
 
 // nlohmann reports the byte offset of a syntax error; people want a line and a column.
@@ -239,29 +368,41 @@ std::string position(std::string_view text, std::size_t byte) {
     return std::to_string(line) + ":" + std::to_string(column);
 }
 
-// The part of nlohmann's message after its own prefix and position.
+// The part of nlohmann's message after its own prefix and position, without the echo of the
+// bytes last read: they may be the very bytes that are not UTF-8.
 std::string reason(const json::parse_error& e) {
     std::string message = e.what();
     const auto at = message.find(": ", message.find("column"));
-    return at == std::string::npos ? message : message.substr(at + 2);
+    if (at != std::string::npos) {
+        message = message.substr(at + 2);
+    }
+    const auto echo = message.find("; last read: ");
+    return echo == std::string::npos ? message : message.substr(0, echo);
 }
 
 std::string describeLine(const VantoReceiptLine& line) {
+    if (line.lineType == VantoReceiptLineType::PRICE) {
+        const auto& price = static_cast<const VantoReceiptPriceLine&>(line);
+        const auto chars =
+            GraphemeCounter::count(price.leftText) + GraphemeCounter::count(price.rightText);
+        return "left and right text together have " + std::to_string(chars) +
+               " characters; at most 43 fit one line";
+    }
+    return "the printer bytes cannot carry it";
+}
+
+std::string tooLong(const VantoReceiptLine& line, std::size_t bytes) {
+    const std::string size = std::to_string(bytes) + " bytes";
+    const std::string limit = std::to_string(ReceiptFile::MAX_LINE_BYTES);
     switch (line.lineType) {
-        case VantoReceiptLineType::PRICE: {
-            const auto& price = static_cast<const VantoReceiptPriceLine&>(line);
-            const auto chars =
-                GraphemeCounter::count(price.leftText) + GraphemeCounter::count(price.rightText);
-            return "left and right text together have " + std::to_string(chars) +
-                   " characters; at most 43 fit one line";
-        }
-        case VantoReceiptLineType::FEED:
-            return "the feed must lie in -128...127";
+        case VantoReceiptLineType::TEXT:
+            return "the text composes to " + size + " of printer commands; one line carries at " +
+                   "most " + limit + " (1013 plain characters, fewer with style or size)";
         case VantoReceiptLineType::BARCODE:
-            return "the bar height (height x 154 dots) must lie in -128...127 dots and hri in "
-                   "-128...127";
+            return "the barcode data has " + size + "; a barcode carries at most " + limit;
         default:
-            return "the printer bytes cannot carry it";
+            return "the line composes to " + size + " of printer commands; one line carries at " +
+                   "most " + limit;
     }
 }
 
@@ -279,35 +420,87 @@ std::shared_ptr<VantoReceipt> ReceiptFile::parse(std::string_view text, const st
         // A number too large for a double is refused without a position.
         throw CliError(CliError::BAD_INPUT, source + ": malformed JSON: " + e.what());
     }
-    const Reader reader(source, baseDir);
+    Reader reader(source, baseDir);
     return reader.receipt(root);
 }
 
 std::shared_ptr<VantoReceipt> ReceiptFile::load(const std::filesystem::path& path) {
+    const std::string name = path.string();
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status)) {
+        throw CliError(CliError::BAD_INPUT, name + ": no such receipt file");
+    }
+    if (std::filesystem::is_directory(status)) {
+        throw CliError(CliError::BAD_INPUT, name + ": is a directory, not a receipt file");
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+        throw CliError(CliError::BAD_INPUT, name + ": is not a regular file");
+    }
+    const auto size = std::filesystem::file_size(path, error);
+    if (!error && size > MAX_FILE_BYTES) {
+        throw CliError(CliError::BAD_INPUT, name + ": has " + std::to_string(size) +
+                                                " bytes; a receipt file may have " + "at most " +
+                                                std::to_string(MAX_FILE_BYTES) + " (1 MiB)");
+    }
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        throw CliError(CliError::BAD_INPUT, path.string() + ": cannot open the receipt file");
+        throw CliError(CliError::BAD_INPUT, name + ": cannot open the receipt file");
     }
-    std::ostringstream content;
-    content << file.rdbuf();
-    auto receipt = parse(content.str(), path.string(), path.parent_path());
-    checkPrintable(*receipt, path.string());
-    return receipt;
+    // Read no more than the limit even if the file grew after the size was taken.
+    std::string content(static_cast<std::size_t>(MAX_FILE_BYTES) + 1, '\0');
+    file.read(content.data(), static_cast<std::streamsize>(content.size()));
+    content.resize(static_cast<std::size_t>(file.gcount()));
+    if (content.size() > MAX_FILE_BYTES) {
+        throw CliError(CliError::BAD_INPUT, name + ": has more than " +
+                                                std::to_string(MAX_FILE_BYTES) +
+                                                " bytes; a receipt file may have at most that");
+    }
+    if (content.find_first_not_of(" \t\r\n") == std::string::npos) {
+        throw CliError(CliError::BAD_INPUT, name + ": the receipt file is empty");
+    }
+    return parse(content, name, path.parent_path());
 }
 
-void ReceiptFile::checkPrintable(const VantoReceipt& receipt, const std::string& source) {
+std::vector<Bytes> ReceiptFile::compose(const VantoReceipt& receipt, const std::string& source) {
+    // The composer keeps nothing from one line to the next, so composing line by line gives the
+    // receipt's own bytes, and each line's groups can be checked by its index.
+    std::vector<Bytes> groups;
+    VantoReceipt opening;
+    opening.setHeaderFeed(receipt.getHeaderFeed());
+    groups.push_back(std::move(ReceiptComposer().compose(opening)[0]));
     const auto& lines = receipt.getLines();
     for (std::size_t i = 0; i < lines.size(); ++i) {
+        const std::string where = source + ": lines[" + std::to_string(i) + "]: ";
         VantoReceipt single;
+        single.setHeaderFeed(0);
+        single.setFooterFeed(0);
         single.addLine(lines[i]);
+        std::vector<Bytes> composed;
         try {
-            ReceiptComposer().compose(single);
+            composed = ReceiptComposer().compose(single);
         } catch (const FatalError& e) {
-            throw CliError(CliError::BAD_INPUT,
-                           source + ": lines[" + std::to_string(i) + "]: cannot be printed: " +
-                               describeLine(*lines[i]) + " (" + e.what() + ")");
+            throw CliError(
+                CliError::BAD_INPUT,
+                where + "cannot be printed: " + describeLine(*lines[i]) + " (" + e.what() + ")");
+        }
+        // The header and footer feeds and the cut around the line are not the line's.
+        for (std::size_t g = 1; g + 2 < composed.size(); ++g) {
+            if (composed[g].size() > MAX_LINE_BYTES) {
+                throw CliError(CliError::BAD_INPUT, where + "cannot be printed: " +
+                                                        tooLong(*lines[i], composed[g].size()));
+            }
+            groups.push_back(std::move(composed[g]));
         }
     }
+    VantoReceipt ending;
+    ending.setHeaderFeed(0);
+    ending.setFooterFeed(receipt.getFooterFeed());
+    ending.setCutType(receipt.getCutType());
+    auto tail = ReceiptComposer().compose(ending);
+    groups.push_back(std::move(tail[1]));
+    groups.push_back(std::move(tail[2]));
+    return groups;
 }
 
 }  // namespace vantocli

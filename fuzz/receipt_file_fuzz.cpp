@@ -1,12 +1,15 @@
 // Arbitrary text as a receipt file: the reader must answer every input with a receipt or a
-// CliError naming the problem, and a receipt it accepts must compose without a fatal error.
+// CliError naming the problem. A receipt it accepts must compose without a fatal error, to the
+// same bytes line by line as in one piece, in groups that each fit one printer packet.
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <string_view>
 
 #include "cli/CliError.hpp"
 #include "cli/ReceiptFile.hpp"
+#include "vantoconnect/ReceiptComposer.hpp"
 #include "vantoconnect/support/Console.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -18,7 +21,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     try {
         auto receipt = vantocli::ReceiptFile::parse(text, "fuzz.json", "/nonexistent-dir");
-        vantocli::ReceiptFile::checkPrintable(*receipt, "fuzz.json");
+        const auto groups = vantocli::ReceiptFile::compose(*receipt, "fuzz.json");
+        if (groups != vantoconnect::ReceiptComposer().compose(*receipt)) {
+            std::abort();
+        }
+        for (const auto& group : groups) {
+            if (group.empty() || group.size() > vantocli::ReceiptFile::MAX_LINE_BYTES) {
+                std::abort();
+            }
+        }
     } catch (const vantocli::CliError&) {
         // Refused with a message: the expected outcome for nearly every input.
     }

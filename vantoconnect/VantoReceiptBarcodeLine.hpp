@@ -11,6 +11,10 @@ namespace vantoconnect {
 
 // A barcode. type is a BARCODE_TYPE_* value, hri the printer's human-readable-text position byte
 // and height is in units of 154 dots (the default gives 54 dots).
+//
+// The UTF-8 bytes of data travel as one group that must fit one 1024-byte printer packet: longer
+// data composes, but printing it stops the process on the printer queue's thread. hri and
+// height x 154 must lie in -128...127 or composing stops the process.
 class VantoReceiptBarcodeLine : public VantoReceiptLine {
   private:
     static constexpr std::int64_t HEIGHT_RADIO = 154;

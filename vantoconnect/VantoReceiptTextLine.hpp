@@ -11,6 +11,11 @@ namespace vantoconnect {
 
 // One line of text. style is a bit set of the TEXT_STYLE_* values, size a TEXT_SIZE_* value and
 // position a TEXT_POSITION_* value; nothing is checked here, the printer bytes decide.
+//
+// A line's printer commands (justification, style, size and code page around the text, then a
+// line feed) must fit one 1024-byte printer packet: with no style that is 1013 bytes of UTF-8
+// text, fewer with each style or the wide size. A longer line composes, but printing it stops
+// the process on the printer queue's thread. Check the length before printing.
 class VantoReceiptTextLine : public VantoReceiptLine {
   public:
     std::string text;

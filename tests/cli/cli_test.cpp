@@ -13,8 +13,11 @@
 #include <thread>
 #include <vector>
 
+#include <vips/vips.h>
+
 #include "emulator/EmulatedUnit.hpp"
 #include "tests/support/FakeUnit.hpp"
+#include "vantoconnect/support/Image.hpp"
 
 namespace {
 
@@ -40,6 +43,11 @@ void quietLeakChecker() {
     setenv("LSAN_OPTIONS", "print_suppressions=0", 1);
 }
 
+// Unit lock files go to the test's own folder rather than the machine's.
+void privateRuntimeDir(const fs::path& scratch) {
+    setenv("XDG_RUNTIME_DIR", scratch.c_str(), 1);
+}
+
 // Runs the vanto executable with the arguments, standard output and error to files.
 Outcome vanto(std::vector<std::string> args, const fs::path& scratch) {
     const auto outPath = scratch / "stdout.txt";
@@ -47,6 +55,7 @@ Outcome vanto(std::vector<std::string> args, const fs::path& scratch) {
     const pid_t pid = fork();
     if (pid == 0) {
         quietLeakChecker();
+        privateRuntimeDir(scratch);
         const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(out, STDOUT_FILENO);
@@ -67,6 +76,54 @@ Outcome vanto(std::vector<std::string> args, const fs::path& scratch) {
     run.out = slurp(outPath);
     run.err = slurp(errPath);
     return run;
+}
+
+// Starts vanto without waiting; finish() collects it.
+pid_t startVanto(std::vector<std::string> args, const fs::path& out) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        quietLeakChecker();
+        privateRuntimeDir(out.parent_path());
+        const int fd = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        dup2(fd, STDOUT_FILENO);
+        dup2(fd, STDERR_FILENO);
+        std::vector<char*> argv;
+        args.insert(args.begin(), VANTO_CLI_PATH);
+        for (auto& a : args) {
+            argv.push_back(a.data());
+        }
+        argv.push_back(nullptr);
+        execv(VANTO_CLI_PATH, argv.data());
+        _exit(127);
+    }
+    return pid;
+}
+
+int finish(pid_t pid) {
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// Straight RGBA to a PNG file.
+void writePng(const fs::path& path, int width, int height, const std::vector<std::uint8_t>& rgba) {
+    ASSERT_EQ(VIPS_INIT("cli_test"), 0);
+    VipsImage* image = vips_image_new_from_memory_copy(rgba.data(), rgba.size(), width, height, 4,
+                                                       VIPS_FORMAT_UCHAR);
+    ASSERT_NE(image, nullptr);
+    EXPECT_EQ(vips_pngsave(image, path.c_str(), nullptr), 0);
+    g_object_unref(image);
+}
+
+// Dots darker than mid-grey in a picture the command wrote.
+std::size_t darkDots(const fs::path& png) {
+    const auto image = vantoconnect::Image::fromFile(png.string());
+    std::size_t dark = 0;
+    const auto rgba = image.rgba();
+    for (std::size_t i = 0; i + 3 < rgba.size(); i += 4) {
+        dark += rgba[i] < 128 ? 1 : 0;
+    }
+    return dark;
 }
 
 class Cli : public ::testing::Test {
@@ -120,7 +177,8 @@ const char* kReceipt = R"({
 TEST_F(Cli, DeviceCommandsChangeTheUnitsState) {
     auto r = run({"led", "diag", "LED_PRINTER", "green"});
     EXPECT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(r.out, "printer set to green\n");
+    // The unit confirms none of these; the command must not claim more than it saw.
+    EXPECT_EQ(r.out, "sent: printer LED green (the unit does not confirm it)\n");
     r = run({"led", "diag", "usb2", "3"});
     EXPECT_EQ(r.exitCode, 0) << r.err;
     r = run({"led", "cosmetic", "COSMETIC_YELLOW"});
@@ -144,22 +202,36 @@ TEST_F(Cli, DrawerStatusAndValidatedOpening) {
     EXPECT_EQ(r.out, "closed\n");
 
     r = run({"drawer", "open"});
-    EXPECT_EQ(r.out, "open pulse sent\n");
+    EXPECT_EQ(r.out, "sent: open pulse to the closed drawer (the unit does not confirm it)\n");
     EXPECT_TRUE(unit->snapshot().drawerOpen);
     EXPECT_EQ(run({"drawer", "status"}).out, "open\n");
 
     // Already open: the validated form sends nothing, the unvalidated one pulses anyway.
     EXPECT_EQ(run({"drawer", "open"}).out, "the drawer is already open; nothing sent\n");
     EXPECT_EQ(unit->snapshot().drawerOpenings, 1u);
-    EXPECT_EQ(run({"drawer", "open", "--no-validate"}).out, "open pulse sent\n");
+    EXPECT_EQ(
+        run({"drawer", "open", "--no-validate"}).out,
+        "sent: open pulse without asking the drawer's state (the unit does not confirm it)\n");
     EXPECT_EQ(unit->snapshot().drawerOpenings, 2u);
 }
 
 TEST_F(Cli, PrinterStatusAndConfigurationPage) {
     EXPECT_EQ(run({"printer", "status"}).out, "ready\n");
     unit->setPrinterCondition(vantoemu::PrinterCondition::NotReady);
-    EXPECT_EQ(run({"printer", "status"}).out, "busy\n");
+    EXPECT_EQ(run({"printer", "status"}).out, "not ready\n");
     unit->setPrinterCondition(vantoemu::PrinterCondition::Ready);
+
+    // A printer that needs a person flags byte 7 of the port-control answer.
+    vantoconnect::testing::FakeUnit fake;
+    vantoconnect::Bytes content(18, 0);
+    content[7] = 0x01;
+    fake.script(
+        vantoconnect::testing::FakeUnit::Reply::bytes(vantoconnect::testing::FakeUnit::frame(
+            vantoconnect::testing::FakeUnit::message(0x61, content))));
+    const auto error = vanto(
+        {"printer", "status", "--ip", "127.0.0.1", "--port", std::to_string(fake.port())}, scratch);
+    EXPECT_EQ(error.exitCode, 0) << error.err;
+    EXPECT_EQ(error.out, "error (the printer needs attention: cover open or out of paper)\n");
 
     const auto r = run({"printer", "config-page"});
     EXPECT_EQ(r.exitCode, 0) << r.err;
@@ -167,29 +239,127 @@ TEST_F(Cli, PrinterStatusAndConfigurationPage) {
     EXPECT_EQ(unit->receipts()[0].bytes, (std::vector<std::uint8_t>{0x1F, 0x74}));
 }
 
-TEST_F(Cli, PrintShowsProgressAndTheUnitRendersTheReceipt) {
-    const auto file = write("receipt.json", kReceipt);
-    const auto r = run({"print", file.string()});
+TEST_F(Cli, PrintsSeveralFilesInOrderAndReportsEachDelivery) {
+    const auto first = write("first.json", kReceipt);
+    const auto second =
+        write("second.json", R"({"lines": [{"lineType": "TEXT", "text": "Second receipt"}]})");
+    const auto r = run({"print", first.string(), second.string()});
     EXPECT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_NE(r.out.find("print: queued\n"), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find("print: started on 127.0.0.1\n"), std::string::npos);
-    EXPECT_NE(r.out.find("print: packet 1 acknowledged\n"), std::string::npos);
-    EXPECT_NE(r.out.find("print: completed on 127.0.0.1\n"), std::string::npos);
-    ASSERT_TRUE(unit->waitForReceipts(1, std::chrono::seconds(10)));
-    const auto text = unit->receipts()[0].rendered.text;
-    EXPECT_NE(text.find("Hello"), std::string::npos);
-    EXPECT_NE(text.find("[Code 39 AB-12]"), std::string::npos);
+    EXPECT_NE(r.out.find("print: " + first.string() + " (1 packet)\nprint: queued\n"),
+              std::string::npos)
+        << r.out;
+    EXPECT_NE(r.out.find("print: packet 1 of 1 acknowledged\n"), std::string::npos);
+    EXPECT_NE(r.out.find("print: report: 1 packets sent, 1 acknowledged, 0 refused, 0 "
+                         "unrecognised, 0 not sent; end of job sent\n"),
+              std::string::npos);
+    EXPECT_LT(r.out.find("print: " + first.string() + " delivered"),
+              r.out.find("print: " + second.string() + " (1 packet)"));
+    EXPECT_NE(r.out.find("print: " + second.string() + " delivered"), std::string::npos);
+    ASSERT_TRUE(unit->waitForReceipts(2, std::chrono::seconds(10)));
+    EXPECT_NE(unit->receipts()[0].rendered.text.find("[Code 39 AB-12]"), std::string::npos);
+    EXPECT_NE(unit->receipts()[1].rendered.text.find("Second receipt"), std::string::npos);
 }
 
-TEST_F(Cli, PrintFailsClearlyWhenThePrinterNeverBecomesReady) {
-    unit->setPrinterCondition(vantoemu::PrinterCondition::NotReady);
+TEST_F(Cli, PrintSaysWhyAReceiptIsNotOnThePaper) {
     const auto file = write("receipt.json", kReceipt);
-    const auto r = run({"print", file.string(), "--time-scale", "0.01"});
+    const auto second = write("second.json", kReceipt);
+
+    // Every attempt at the one packet refused: the library gives up, the report says so.
+    unit->setPrinterErrorReplies(5);
+    auto r = run({"print", file.string(), second.string()});
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(r.err,
-              "vanto: the printer did not become ready; the receipt was dropped "
-              "(PRINTER_NOT_RESPONDING)\n");
-    EXPECT_EQ(unit->receipts().size(), 0u);
+              "vanto: " + file.string() +
+                  ": the unit refused 1 of 1 packets; the receipt is incomplete; not sent: " +
+                  second.string() + "\n");
+    EXPECT_EQ(r.out.find("delivered"), std::string::npos) << r.out;
+
+    // A file refused on reading stops the batch before anything reaches the unit.
+    const auto bad = write("bad.json", R"({"lines": [{"lineType": "FEED", "lines": -1}]})");
+    const auto before = unit->snapshot().frames;
+    r = run({"print", file.string(), bad.string()});
+    EXPECT_EQ(r.exitCode, 2) << r.err;
+    EXPECT_EQ(unit->snapshot().frames, before);
+
+    unit->setPrinterCondition(vantoemu::PrinterCondition::NotReady);
+    r = run({"print", file.string(), "--time-scale", "0.01"});
+    EXPECT_EQ(r.exitCode, 1);
+    EXPECT_EQ(r.err, "vanto: " + file.string() +
+                         ": the printer did not become ready; the receipt was dropped unprinted "
+                         "(PRINTER_NOT_RESPONDING)\n");
+}
+
+TEST_F(Cli, PrintsFromOneMachineDoNotInterleave) {
+    std::string lines[2];
+    for (int k = 0; k < 2; ++k) {
+        for (int i = 0; i < 250; ++i) {
+            lines[k] += std::string(i ? "," : "") + R"({"lineType": "TEXT", "text": ")" +
+                        std::string(20, k ? 'B' : 'A') + "\"}";
+        }
+    }
+    const auto a = write("a.json", "{\"lines\": [" + lines[0] + "]}");
+    const auto b = write("b.json", "{\"lines\": [" + lines[1] + "]}");
+    // A reply delay stretches each job so that the two would overlap without the lock.
+    unit->setReplyDelay(std::chrono::milliseconds(20));
+    const auto port = std::to_string(unit->port());
+    const pid_t first =
+        startVanto({"print", a.string(), "--ip", "127.0.0.1", "--port", port}, scratch / "a.out");
+    const pid_t second =
+        startVanto({"print", b.string(), "--ip", "127.0.0.1", "--port", port}, scratch / "b.out");
+    EXPECT_EQ(finish(first), 0) << slurp(scratch / "a.out");
+    EXPECT_EQ(finish(second), 0) << slurp(scratch / "b.out");
+    ASSERT_TRUE(unit->waitForReceipts(2, std::chrono::seconds(20)));
+    for (const auto& receipt : unit->receipts()) {
+        const auto& text = receipt.rendered.text;
+        const bool hasA = text.find("AAAA") != std::string::npos;
+        const bool hasB = text.find("BBBB") != std::string::npos;
+        EXPECT_NE(hasA, hasB) << "receipt " << receipt.number << " mixes both jobs";
+    }
+}
+
+TEST_F(Cli, ImagesAreLaidOnWhitePaperAndTheLibrarysLinesStayOffStandardOutput) {
+    // Transparent all over but for a black square in the middle.
+    constexpr int side = 100;
+    std::vector<std::uint8_t> rgba(side * side * 4, 0);
+    for (int y = 45; y < 55; ++y) {
+        for (int x = 45; x < 55; ++x) {
+            rgba[(y * side + x) * 4 + 3] = 255;
+        }
+    }
+    writePng(scratch / "logo.png", side, side, rgba);
+    const auto file =
+        write("image.json", R"({"lines": [{"lineType": "IMAGE", "image": "logo.png"}]})");
+    const auto png = scratch / "image.png";
+    const auto r = run({"preview", file.string(), "-o", png.string()}, false);
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(r.out.find("width :"), std::string::npos) << r.out;
+    // The square is 1 % of the picture's 576 x 576 dots; unflattened, all of them were black.
+    const auto dark = darkDots(png);
+    EXPECT_GT(dark, 2000u);
+    EXPECT_LT(dark, 6000u);
+
+    const auto printed = run({"print", file.string()});
+    EXPECT_EQ(printed.exitCode, 0) << printed.err;
+    EXPECT_EQ(printed.out.find("width :"), std::string::npos) << printed.out;
+    const auto verbose = run({"-v", "print", file.string()});
+    EXPECT_NE(verbose.err.find("  | width : 288 pixels\n"), std::string::npos) << verbose.err;
+}
+
+TEST_F(Cli, ExampleReceiptsPreview) {
+    // The suites' data folder sits two levels below the checkout.
+    const fs::path examples =
+        (fs::path(VANTO_TEST_DATA_DIR) / ".." / ".." / "examples" / "receipts").lexically_normal();
+    std::size_t previewed = 0;
+    for (const auto& entry : fs::directory_iterator(examples)) {
+        if (entry.path().extension() != ".json") {
+            continue;
+        }
+        const auto png = scratch / (entry.path().stem().string() + ".png");
+        const auto r = run({"preview", entry.path().string(), "-o", png.string()}, false);
+        EXPECT_EQ(r.exitCode, 0) << entry.path() << ": " << r.err;
+        ++previewed;
+    }
+    EXPECT_GE(previewed, 3u);
 }
 
 TEST_F(Cli, PreviewDrawsWithoutAUnit) {
@@ -253,72 +423,203 @@ TEST_F(Cli, EmulateServesUntilTerminated) {
     EXPECT_TRUE(fs::exists(scratch / "emulated" / "events.jsonl"));
 }
 
-TEST_F(Cli, BadInputGivesOneLineAndANonZeroExit) {
-    const auto malformed = write("malformed.json", "{\n  \"lines\": [\n    { \"lineType\": }\n]}");
-    const auto unknownField =
-        write("unknown.json", R"({"lines": [{"lineType": "TEXT", "text": "x", "colour": 1}]})");
-    const auto tooLong = write(
-        "long.json",
-        R"({"lines": [{"lineType": "PRICE", "leftText": "12345678901234567890", "rightText": "123456789012345678901234"}]})");
-    const auto badChar =
-        write("chr.json", R"({"lines": [{"lineType": "SINGLE_CHAR", "chr": "ab"}]})");
-    const auto hugeNumber =
-        write("huge.json", R"({"lines": [{"lineType": "FEED", "lines": 1e999}]})");
-    const auto badImage =
-        write("image.json", R"({"lines": [{"lineType": "IMAGE", "image": "missing.png"}]})");
+// Every failure: one line on standard error, starting as listed, and the documented exit code.
+TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
+    auto lines = [](const std::string& body) { return R"({"lines": [)" + body + "]}"; };
+    auto file = [&](const std::string& name, const std::string& text) {
+        return write(name, text).string();
+    };
+    const std::string malformed =
+        file("malformed.json", "{\n  \"lines\": [\n    { \"lineType\": }\n]}");
+    std::string many;
+    for (int i = 0; i <= 1000; ++i) {
+        many += std::string(i ? "," : "") + R"({"lineType": "FEED"})";
+    }
+    std::string feeds;
+    for (int i = 0; i < 26; ++i) {
+        feeds += std::string(i ? "," : "") + R"({"lineType": "FEED", "lines": 127})";
+    }
+    std::vector<std::uint8_t> pixel(4 * 100 * 2000, 255);
+    writePng(scratch / "tall.png", 100, 2000, pixel);
+    std::ofstream(scratch / "corrupt.png") << "\x89PNG\r\n\x1a\nnot really";
+    fs::create_directories(scratch / "folder");
     const auto png = (scratch / "x.png").string();
 
     struct Case {
-        std::vector<std::string> args;
-        bool withUnit;
+        std::vector<std::string> args;  // a lone file name means: preview it
         int exitCode;
         std::string errStart;
     };
-    const std::vector<Case> cases = {
-        {{"preview", (scratch / "nope.json").string(), "-o", png},
-         false,
+    auto preview = [&](const std::string& name, const std::string& text) {
+        return std::vector<std::string>{file(name, text)};
+    };
+    const std::string text1013(1013, 'x');
+    const std::vector<Case> previews = {
+        {{(scratch / "nope.json").string()}, 2, "nope.json: no such receipt file"},
+        {{(scratch / "folder").string()}, 2, "folder: is a directory, not a receipt file"},
+        {preview("empty.json", " \n"), 2, "empty.json: the receipt file is empty"},
+        {preview("big.json", std::string((1 << 20) + 1, ' ')), 2,
+         "big.json: has 1048577 bytes; a receipt file may have at most 1048576"},
+        {{malformed}, 2, "malformed.json:3:19: malformed JSON: syntax error"},
+        {preview("utf8.json", lines("{\"lineType\": \"TEXT\", \"text\": \"caf\xe9\"}")), 2,
+         // The position, and no echo of the bytes that are not UTF-8.
+         ": malformed JSON: syntax error while parsing value - invalid string: ill-formed UTF-8 "
+         "byte\n"},
+        {preview("huge.json", lines(R"({"lineType": "FEED", "lines": 1e999})")), 2,
+         "huge.json: malformed JSON: "},
+        {preview("field.json", lines(R"({"lineType": "TEXT", "text": "x", "colour": 1})")), 2,
+         "field.json: lines[0]: unknown field \"colour\""},
+        {preview("many.json", lines(many)), 2,
+         "many.json: receipt.lines: has 1001 lines; at most 1000"},
+        {preview("negfeed.json", lines(R"({"lineType": "FEED", "lines": -5})")), 2,
+         "negfeed.json: lines[0].lines: must lie in 0...127, not -5"},
+        {preview("header.json", R"({"headerFeed": 128, "lines": []})"), 2,
+         "header.json: receipt.headerFeed: must lie in 0...127, not 128"},
+        {preview("fed.json", R"({"headerFeed": 127, "footerFeed": 127, "lines": [)" + feeds + "]}"),
+         2, "fed.json: lines[24].lines: brings the receipt above 100000 dots (12.5 m) of paper"},
+        {preview("style.json", lines(R"({"lineType": "TEXT", "text": "x", "style": "blink"})")), 2,
+         "style.json: lines[0].style: unknown text style \"blink\""},
+        {preview("style16.json", lines(R"({"lineType": "TEXT", "text": "x", "style": 16})")), 2,
+         "style16.json: lines[0].style: must lie in 0...15, not 16"},
+        {preview("control.json", lines(R"({"lineType": "TEXT", "text": "a\u001bE"})")), 2,
+         "control.json: lines[0].text: contains the control character U+001B"},
+        {preview("fits.json", lines(R"({"lineType": "TEXT", "text": ")" + text1013 + "\"}")), 0,
+         ""},
+        {preview("long.json", lines(R"({"lineType": "TEXT", "text": ")" + text1013 + "x\"}")), 2,
+         "long.json: lines[0]: cannot be printed: the text composes to 1025 bytes"},
+        {preview("bold.json",
+                 lines(R"({"lineType": "TEXT", "style": "bold", "text": ")" + text1013 + "\"}")),
+         2, "bold.json: lines[0]: cannot be printed: the text composes to 1030 bytes"},
+        {preview(
+             "price.json",
+             lines(
+                 R"({"lineType": "PRICE", "leftText": "12345678901234567890", "rightText": "123456789012345678901234"})")),
+         2, "price.json: lines[0]: cannot be printed: left and right text together have 44"},
+        {preview("chr.json", lines(R"({"lineType": "SINGLE_CHAR", "chr": "ab"})")), 2,
+         "chr.json: lines[0].chr: must be exactly one character"},
+        {preview("code39.json", lines(R"({"lineType": "BARCODE", "type": "code39", "data": ")" +
+                                      std::string(1025, 'A') + "\"}")),
+         2, "code39.json: lines[0]: cannot be printed: the barcode data has 1025 bytes"},
+        {preview("lower.json", lines(R"({"lineType": "BARCODE", "type": "code39", "data": "ab"})")),
+         2, "lower.json: lines[0].data: a Code 39 barcode takes digits, capital letters"},
+        {preview("upca.json", lines(R"({"lineType": "BARCODE", "type": "upca", "data": "12AB"})")),
+         2, "upca.json: lines[0].data: a UPC-A barcode takes 11 or 12 digits"},
+        {preview("btype.json", lines(R"({"lineType": "BARCODE", "type": 7, "data": "1"})")), 2,
+         "btype.json: lines[0].type: must lie in 0...2, not 7"},
+        {preview("height.json",
+                 lines(R"({"lineType": "BARCODE", "type": "pdf417", "data": "x", "height": 1.0})")),
+         2, "height.json: lines[0].height: must be a number whose bar height"},
+        {preview("hri.json",
+                 lines(R"({"lineType": "BARCODE", "type": "pdf417", "data": "x", "hri": 9})")),
+         2, "hri.json: lines[0].hri: must lie in 0...3, not 9"},
+        {preview("nodata.json", lines(R"({"lineType": "BARCODE", "type": "pdf417"})")), 2,
+         "nodata.json: lines[0]: needs \"data\""},
+        {preview("missing.json", lines(R"({"lineType": "IMAGE", "image": "missing.png"})")), 2,
+         "missing.json: lines[0].image: no image file"},
+        {preview("corrupt.json", lines(R"({"lineType": "IMAGE", "image": "corrupt.png"})")), 2,
+         "corrupt.json: lines[0].image: "},
+        {preview("tall.json", lines(R"({"lineType": "IMAGE", "image": "tall.png"})")), 2,
+         "tall.json: lines[0].image: \"" + (scratch / "tall.png").string() +
+             "\" is 100 x 2000 pixels, 11520 dot rows"},
+    };
+    for (const auto& c : previews) {
+        const auto r = run({"preview", c.args[0], "-o", png}, false);
+        EXPECT_EQ(r.exitCode, c.exitCode) << c.args[0] << ": " << r.err;
+        if (c.exitCode != 0) {
+            EXPECT_NE(r.err.find(c.errStart), std::string::npos) << "got: " << r.err;
+            EXPECT_EQ(r.err.rfind("vanto: ", 0), 0u) << r.err;
+            EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << "got: " << r.err;
+        }
+    }
+
+    // A unit that closes every connection at once, one that never answers, and a scripted one
+    // that hangs up where the library waits for an answer: on the command's thread (printer
+    // status) and on the library's (the printer queue's own busy query).
+    vantoemu::UnitOptions options;
+    options.port = 0;
+    options.outDir = "";
+    options.faults.refuseConnections = true;
+    EmulatedUnit refusing(options);
+    refusing.start();
+    options.faults.refuseConnections = false;
+    options.faults.replyMode = vantoemu::ReplyMode::Silent;
+    EmulatedUnit silent(options);
+    silent.start();
+    // Ready, then the first of four packets acknowledged (the header feed: a full line cannot
+    // share its packet), then silence.
+    using vantoconnect::testing::FakeUnit;
+    FakeUnit stalls;
+    vantoconnect::Bytes ready(18, 0);
+    ready[6] = 0x04;
+    stalls.script(FakeUnit::Reply::bytes(FakeUnit::frame(FakeUnit::message(0x61, ready))));
+    stalls.script(FakeUnit::Reply::bytes(FakeUnit::frame(FakeUnit::message(0x4E, {}, true, 1))));
+    const auto twoPackets =
+        file("two.json", lines(R"({"lineType": "TEXT", "text": ")" + text1013 +
+                               R"("}, {"lineType": "TEXT", "text": ")" + text1013 + "\"}"));
+    vantoconnect::testing::FakeUnit hangsUp;
+    hangsUp.setDefaultReply(vantoconnect::testing::FakeUnit::Reply::close());
+    // Units expected to stay silent get a short watchdog; the others a long one, so that a busy
+    // machine cannot turn their own failure into a time-out.
+    auto at = [](int port, const char* timeout = "20") {
+        return std::vector<std::string>{"--ip",      "127.0.0.1", "--port", std::to_string(port),
+                                        "--timeout", timeout};
+    };
+    auto with = [](std::vector<std::string> a, const std::vector<std::string>& b) {
+        a.insert(a.end(), b.begin(), b.end());
+        return a;
+    };
+    const auto receipt = file("receipt.json", kReceipt);
+    const auto unused = vantoconnect::testing::FakeUnit::unusedPort();
+    const std::vector<Case> commands = {
+        {{"frobnicate"}, 2, "vanto: unknown command \"frobnicate\" (use demo, emulate"},
+        {{"led", "blink", "red"}, 2, "vanto: unknown led command \"blink\" (use diag or cosmetic)"},
+        {{"drawer", "status", "--port", "abc"},
          2,
-         "vanto: " + (scratch / "nope.json").string() + ": cannot open the receipt file"},
-        {{"preview", malformed.string(), "-o", png},
-         false,
+         "vanto: --port: \"abc\" is not a TCP port (a whole number in 1...65535)"},
+        {{"drawer", "status", "--port", "70000"}, 2, "vanto: --port: \"70000\" is not a TCP port"},
+        {{"drawer", "status", "--timeout", "0"},
          2,
-         "vanto: " + malformed.string() + ":3:19: malformed JSON: syntax error"},
-        {{"preview", unknownField.string(), "-o", png},
-         false,
+         "vanto: --timeout: \"0\" is not a number of seconds above 0"},
+        {{"led", "cosmetic", "99", "--ip", "127.0.0.1"},
          2,
-         "vanto: " + unknownField.string() + ": lines[0]: unknown field \"colour\""},
-        {{"preview", tooLong.string(), "-o", png},
-         false,
+         "vanto: unknown cosmetic colour \"99\""},
+        {{"led", "diag", "printer", "purple", "--ip", "127.0.0.1"},
          2,
-         "vanto: " + tooLong.string() +
-             ": lines[0]: cannot be printed: left and right text together have 44 characters"},
-        {{"preview", badChar.string(), "-o", png},
-         false,
+         "vanto: unknown LED colour \"purple\""},
+        {{"led", "diag", "12", "red", "--ip", "127.0.0.1"},
          2,
-         "vanto: " + badChar.string() + ": lines[0].chr: must be exactly one character"},
-        {{"preview", hugeNumber.string(), "-o", png},
-         false,
+         "vanto: unknown LED position \"12\""},
+        {{"led", "diag", "ped", "green", "--ip", "127.0.0.1"},
          2,
-         "vanto: " + hugeNumber.string() + ": malformed JSON: "},
-        {{"preview", badImage.string(), "-o", png},
-         false,
-         2,
-         "vanto: " + badImage.string() + ": lines[0].image: "},
-        {{"led", "diag", "printer", "purple"}, true, 2, "vanto: unknown LED colour \"purple\""},
-        {{"led", "diag", "ped", "green"}, true, 2, "vanto: ped cannot be set to green"},
-        {{"frobnicate"}, false, 2, "vanto: "},
-        {{"drawer", "status", "--ip", "127.0.0.1", "--port",
-          std::to_string(vantoconnect::testing::FakeUnit::unusedPort())},
-         false,
-         3,
-         "vanto: cannot reach the unit at 127.0.0.1:"},
+         "vanto: ped cannot be set to green"},
+        {with({"drawer", "status"}, at(unused)), 3,
+         "vanto: cannot reach the unit at 127.0.0.1:" + std::to_string(unused) +
+             ": connection refused"},
         {{"drawer", "status", "--ip", "no such host", "--port", "8080"},
-         false,
          3,
          "vanto: cannot reach the unit at no such host:8080: the address does not resolve"},
+        {with({"printer", "status"}, at(refusing.port())), 3,
+         // Either the command's own look or the library's read finds the hang-up first.
+         "vanto: the unit at 127.0.0.1:" + std::to_string(refusing.port()) + " "},
+        {with({"print", receipt}, at(refusing.port())), 3, "vanto: the unit at 127.0.0.1:"},
+        {with({"printer", "status"}, at(silent.port(), "2")), 3,
+         "vanto: no answer from 127.0.0.1:" + std::to_string(silent.port()) +
+             " to the printer status request; gave up after 2 s (--timeout)"},
+        {with({"print", receipt}, at(silent.port(), "2")), 3,
+         "vanto: no answer from 127.0.0.1:" + std::to_string(silent.port()) +
+             " to the printer status query before packet 1 of 1; gave up after 2 s"},
+        {with({"print", twoPackets}, at(stalls.port(), "2")), 3,
+         "vanto: no answer from 127.0.0.1:" + std::to_string(stalls.port()) +
+             " to packet 2 of 4 (1 acknowledged); gave up after 2 s (--timeout)"},
+        {with({"printer", "status"}, at(hangsUp.port())), 3,
+         "vanto: the unit at 127.0.0.1:" + std::to_string(hangsUp.port()) +
+             " closed the connection without answering"},
+        {with({"print", receipt}, at(hangsUp.port())), 3,
+         "vanto: the unit at 127.0.0.1:" + std::to_string(hangsUp.port()) +
+             " closed the connection without answering"},
     };
-    for (const auto& c : cases) {
-        const auto r = run(c.args, c.withUnit);
+    for (const auto& c : commands) {
+        const auto r = vanto(c.args, scratch);
         EXPECT_EQ(r.exitCode, c.exitCode) << c.args[0] << " " << r.err;
         EXPECT_EQ(r.err.rfind(c.errStart, 0), 0u) << "got: " << r.err;
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << "got: " << r.err;
