@@ -58,7 +58,8 @@ TEST_F(FaultModes, PrinterNotReadyForThirtyOnePollsCostsTheReceiptButThirtyAreTo
 // ---- a printer that answers data with an error ------------------------------------------------
 
 TEST_F(FaultModes, PrinterErrorIsRetriedAtOnceFiveTimesThenGivenUp) {
-    unit->setPrinterCondition(vantoemu::PrinterCondition::Error);
+    // Refusing data while the status still reads ready: the queue hands the receipt over.
+    unit->setPrinterErrorReplies(5);
     auto callback = std::make_shared<RecordingCallback>();
     vanto->print(receiptSaying("refused"), callback);
     // Completion is reported all the same, and long before any pause could have ended.
@@ -68,7 +69,19 @@ TEST_F(FaultModes, PrinterErrorIsRetriedAtOnceFiveTimesThenGivenUp) {
     EXPECT_EQ(events("printer_error_reply"), 5u);
     EXPECT_EQ(console.count("Printer says: IS NOT OK!"), 5u);
     EXPECT_EQ(console.count("Printer says: ACKNOWLEDGED"), 0u);
-    EXPECT_TRUE(unit->receipts().at(0).bytes.empty());  // the job ended with nothing in it
+    // The job ended with nothing in it, and the paper says so.
+    EXPECT_TRUE(unit->receipts().at(0).bytes.empty());
+    EXPECT_EQ(unit->receipts().at(0).marks(), "incomplete");
+}
+
+TEST_F(FaultModes, PrinterInErrorIsNeverHandedAReceipt) {
+    unit->setPrinterCondition(vantoemu::PrinterCondition::Error);
+    auto dropped = std::make_shared<RecordingCallback>();
+    vanto->print(receiptSaying("cover open"), dropped);
+    ASSERT_TRUE(dropped->waitForEvents(1, 30s));
+    EXPECT_EQ(dropped->events(), std::vector<std::string>{"error PRINTER_NOT_RESPONDING"});
+    EXPECT_EQ(events("printer_data"), 0u);
+    EXPECT_EQ(events("printer_error_reply"), 0u);
 }
 
 // ---- answers the library cannot read ---------------------------------------------------------
