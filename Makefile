@@ -1,10 +1,13 @@
 # Everyday entry points. Each target installs what is missing first, so a fresh Debian machine
 # needs nothing but this checkout.
 #
-#   make demo       build and run the emulated-unit demo, writes out/receipt.png
+#   make demo       build the vanto command and the examples, run the emulated-unit demo,
+#                   writes out/receipt.png
 #   make test       warnings as errors, AddressSanitizer + UndefinedBehaviorSanitizer, ctest
 #   make tsan       the suites under ThreadSanitizer (all but the single-threaded image
 #                   arithmetic, which runs some fifty times slower there)
+#   make soak       the long runs (1000-receipt soak, emulator memory, printer-queue bursts),
+#                   optimised build, one at a time
 #   make bench      Google Benchmark programs, optimised build
 #   make fuzz       libFuzzer targets for FUZZ_SECONDS each (clang)
 #   make coverage   line coverage of the suites with gcovr
@@ -14,10 +17,13 @@ JOBS ?= $(shell nproc)
 FUZZ_SECONDS ?= 60
 BENCH_ARGS ?=
 CMAKE ?= cmake
+# Rebuilds reuse earlier compilations when ccache is installed; nothing depends on it.
+LAUNCHER := $(if $(shell command -v ccache 2>/dev/null),\
+	-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 
 SOURCES = $(shell git ls-files '*.cpp' '*.hpp' '*.c' '*.h' 2>/dev/null)
 
-.PHONY: all deps demo test tsan bench fuzz coverage format clean
+.PHONY: all deps demo test tsan soak bench fuzz coverage format clean
 
 all: test
 
@@ -25,28 +31,35 @@ deps:
 	@bash scripts/install-deps.sh
 
 build/release/CMakeCache.txt: | deps
-	$(CMAKE) -S . -B build/release -DCMAKE_BUILD_TYPE=Release -DVANTO_BUILD_TESTS=OFF \
+	$(CMAKE) -S . -B build/release $(LAUNCHER) -DCMAKE_BUILD_TYPE=Release -DVANTO_BUILD_TESTS=OFF \
 		-DVANTO_BUILD_BENCH=ON
 
 demo: deps build/release/CMakeCache.txt
-	$(CMAKE) --build build/release -j $(JOBS) --target vanto
+	$(CMAKE) --build build/release -j $(JOBS) --target vanto examples
 	build/release/cli/vanto demo --out out
 
 test: deps
-	$(CMAKE) -S . -B build/test -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" \
+	$(CMAKE) -S . -B build/test $(LAUNCHER) -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" \
 		-DCMAKE_C_FLAGS_DEBUG="-g -O1" -DVANTO_WARNINGS_AS_ERRORS=ON \
 		-DVANTO_SANITIZE=address,undefined -DVANTO_BUILD_BENCH=ON
 	$(CMAKE) --build build/test -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
-		ctest --test-dir build/test --output-on-failure -j $(JOBS)
+		ctest --test-dir build/test --output-on-failure -j $(JOBS) -LE soak
 
 tsan: deps
-	$(CMAKE) -S . -B build/tsan -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" \
+	$(CMAKE) -S . -B build/tsan $(LAUNCHER) -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" \
 		-DCMAKE_C_FLAGS_DEBUG="-g -O1" -DVANTO_SANITIZE=thread -DVANTO_BUILD_TOOLS=ON
 	$(CMAKE) --build build/tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/tsan.supp \
-		ctest --test-dir build/tsan --output-on-failure -j $(JOBS) \
+		ctest --test-dir build/tsan --output-on-failure -j $(JOBS) -LE soak \
 		-E '^(consumer_|Raster\.|Lanczos\.|ImageDecoding\.)'
+
+# Optimised and without sanitizers, so the long runs measure the product itself.
+soak: deps
+	$(CMAKE) -S . -B build/soak $(LAUNCHER) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+		-DVANTO_BUILD_BENCH=ON
+	$(CMAKE) --build build/soak -j $(JOBS)
+	ctest --test-dir build/soak --output-on-failure -L soak
 
 bench: deps build/release/CMakeCache.txt
 	$(CMAKE) --build build/release -j $(JOBS)

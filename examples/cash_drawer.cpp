@@ -1,21 +1,29 @@
 // Reads the cash drawer and opens it if it is closed.
 //
-//   example_cash_drawer [unit-address]     (default 127.0.0.1, where an emulated unit listens)
+//   example_cash_drawer [ADDRESS [PORT]]     (defaults 127.0.0.1 and 8080: an emulated unit
+//                                             started with `vanto emulate`)
 
+#include <cstdlib>
 #include <iostream>
+#include <memory>
 #include <string>
 
 #include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/VantoConnectionManager.hpp"
 #include "vantoconnect/VantoError.hpp"
+#include "vantoconnect/connection/GenericConnectionManager.hpp"
 
 using namespace vantoconnect;
 
 int main(int argc, char** argv) {
     const std::string address = argc > 1 ? argv[1] : "127.0.0.1";
+    const int port = argc > 2 ? std::atoi(argv[2]) : 8080;
 
     Vanto vanto;
-    vanto.getConnectionManager()->setConnectionIPAddress(address);
+    auto manager =
+        std::dynamic_pointer_cast<GenericConnectionManager>(vanto.getConnectionManager());
+    manager->setConnectionIPAddress(address);
+    manager->VantoPort = port;
 
     // Both calls block until the unit answers; keep them off a user-interface thread.
     try {
@@ -24,7 +32,9 @@ int main(int argc, char** argv) {
 
         // Asks the drawer again and sends the open pulse only when it is closed.
         if (vanto.openCashDrawer()) {
-            std::cout << "open pulse sent\n";
+            // The pulse goes out on the library's queue and the unit does not confirm it: this
+            // says it was handed over, not that the drawer moved. Read the status again to know.
+            std::cout << "open pulse queued (the unit does not confirm it)\n";
         } else {
             std::cout << "drawer already open, nothing sent\n";
         }

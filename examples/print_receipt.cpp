@@ -1,63 +1,74 @@
-// Prints one receipt and waits until the unit has taken it (or the printer queue gives up).
+// Prints one receipt and says whether the whole receipt reached the printer.
 //
-//   example_print_receipt [unit-address]     (default 127.0.0.1, where an emulated unit listens)
+//   example_print_receipt [ADDRESS [PORT]]     (defaults 127.0.0.1 and 8080: an emulated unit
+//                                               started with `vanto emulate`)
+//
+// Exit status 0 only when the unit acknowledged every packet of the receipt.
 
 #include <condition_variable>
+#include <cstdlib>
 #include <iostream>
 #include <memory>
 #include <mutex>
 #include <string>
 
 #include "vantoconnect/Vanto.hpp"
-#include "vantoconnect/VantoConnectionManager.hpp"
+#include "vantoconnect/VantoDeliveryListener.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoPrinterCallback.hpp"
 #include "vantoconnect/VantoReceipt.hpp"
 #include "vantoconnect/VantoReceiptFeedLine.hpp"
 #include "vantoconnect/VantoReceiptPriceLine.hpp"
 #include "vantoconnect/VantoReceiptTextLine.hpp"
+#include "vantoconnect/connection/GenericConnectionManager.hpp"
 
 using namespace vantoconnect;
 
-// Callbacks arrive on the library's own threads, so the outcome is handed over under a lock.
-class WaitingCallback : public VantoPrinterCallback {
+// Callbacks and the report arrive on the library's own threads, so the outcome is handed over
+// under a lock. The report comes last, right after onPrinterCompleted or onPrinterError.
+class WaitingCallback : public VantoPrinterCallback, public VantoDeliveryListener {
   public:
     void onPrinterStarted(const std::string& ipAddress) override {
-        std::cout << "printing on " << ipAddress << '\n';
+        std::cout << "sending to " << ipAddress << '\n';
     }
-    void onPrinterCompleted(const std::string& /*ipAddress*/) override { finish(true); }
+    // Only says the connection has got through the receipt's messages, not that the unit took
+    // them: the report says that.
+    void onPrinterCompleted(const std::string& /*ipAddress*/) override {}
     void onPrinterError(const VantoError& error) override {
         std::cerr << "not printed: " << error.description() << '\n';
-        finish(false);
     }
-
-    // Blocks until the receipt was sent or dropped; true when it was sent.
-    bool wait() {
-        std::unique_lock lock(mMutex);
-        mDone.wait(lock, [this] { return mFinished; });
-        return mPrinted;
-    }
-
-  private:
-    void finish(bool printed) {
+    void onDeliveryReport(const VantoDeliveryReport& report) override {
         std::lock_guard lock(mMutex);
-        mPrinted = printed;
+        mReport = report;
         mFinished = true;
         mDone.notify_all();
     }
 
+    // Blocks until the receipt's report has come. A unit that takes a packet and never answers
+    // holds the library's read for ever, so a real application would also keep a watchdog.
+    VantoDeliveryReport wait() {
+        std::unique_lock lock(mMutex);
+        mDone.wait(lock, [this] { return mFinished; });
+        return mReport;
+    }
+
+  private:
     std::mutex mMutex;
     std::condition_variable mDone;
     bool mFinished = false;
-    bool mPrinted = false;
+    VantoDeliveryReport mReport;
 };
 
 int main(int argc, char** argv) {
     const std::string address = argc > 1 ? argv[1] : "127.0.0.1";
+    const int port = argc > 2 ? std::atoi(argv[2]) : 8080;
 
     // Creating the facade opens nothing; set the unit's address before the first request.
     Vanto vanto;
-    vanto.getConnectionManager()->setConnectionIPAddress(address);
+    auto manager =
+        std::dynamic_pointer_cast<GenericConnectionManager>(vanto.getConnectionManager());
+    manager->setConnectionIPAddress(address);
+    manager->VantoPort = port;
 
     auto receipt = std::make_shared<VantoReceipt>();
     receipt->addLine(std::make_shared<VantoReceiptTextLine>(
@@ -76,10 +87,15 @@ int main(int argc, char** argv) {
                                                              "5.70", Vanto::TEXT_STYLE_BOLD));
     receipt->setCutType(Vanto::CUT_TYPE_PARTIAL);
 
-    // print() only queues the receipt; the outcome arrives through the callback.
+    // print() only queues the receipt; the outcome arrives through the callback and the report.
     auto callback = std::make_shared<WaitingCallback>();
-    vanto.print(receipt, callback);
-    const bool printed = callback->wait();
-    std::cout << (printed ? "receipt sent" : "receipt dropped") << '\n';
-    return printed ? 0 : 1;
+    vanto.print(receipt, callback, callback);
+    const VantoDeliveryReport report = callback->wait();
+    if (!report.allAcknowledged) {
+        std::cerr << "receipt " << report.receiptId << " not printed in full: " << report.summary()
+                  << '\n';
+        return 1;
+    }
+    std::cout << "receipt " << report.receiptId << " printed: " << report.summary() << '\n';
+    return 0;
 }

@@ -1,9 +1,11 @@
 #include "vantoconnect/PrinterQueue.hpp"
 
+#include <optional>
 #include <string>
 #include <utility>
 
 #include "vantoconnect/StubPrinterCallback.hpp"
+#include "vantoconnect/VantoDeliveryListener.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
 #include "vantoconnect/support/Console.hpp"
@@ -16,6 +18,8 @@ std::atomic<bool> PrinterQueue::IS_PRINTING{false};
 std::mutex PrinterQueue::STATE_MUTEX;
 std::vector<std::shared_ptr<VantoReceipt>> PrinterQueue::QUEUE;
 std::vector<std::shared_ptr<VantoPrinterCallback>> PrinterQueue::CALLBACK_QUEUE;
+std::vector<PrinterQueue::Tracking> PrinterQueue::TRACKING_QUEUE;
+std::uint64_t PrinterQueue::lastReceiptId = 0;
 std::int64_t PrinterQueue::numberOfRetries = 0;
 
 namespace {
@@ -35,19 +39,29 @@ void PrinterQueue::addToQueue(std::shared_ptr<VantoReceipt> receipt) {
 
 void PrinterQueue::addToQueue(std::shared_ptr<VantoReceipt> receipt,
                               std::shared_ptr<VantoPrinterCallback> callback) {
+    addToQueue(std::move(receipt), std::move(callback), nullptr);
+}
+
+std::uint64_t PrinterQueue::addToQueue(std::shared_ptr<VantoReceipt> receipt,
+                                       std::shared_ptr<VantoPrinterCallback> callback,
+                                       std::shared_ptr<VantoDeliveryListener> listener) {
     if (!receipt) {
         fatalError(fatal::NIL_UNWRAP);
     }
     if (!callback) {
         callback = std::make_shared<StubPrinterCallback>();
     }
+    std::uint64_t receiptId = 0;
     {
         std::lock_guard lock(STATE_MUTEX);
+        receiptId = ++lastReceiptId;
         QUEUE.push_back(std::move(receipt));
         CALLBACK_QUEUE.push_back(std::move(callback));
+        TRACKING_QUEUE.push_back(Tracking{receiptId, std::move(listener)});
     }
     schedule(SUBMISSION_INTERVAL);
     consoleLine("Adding a new receipt...");
+    return receiptId;
 }
 
 void PrinterQueue::schedule(double interval) const {
@@ -58,14 +72,22 @@ void PrinterQueue::schedule(double interval) const {
 }
 
 void PrinterQueue::runPrintingRoutine() {
-    bool unavailable = false;
+    std::optional<Head> dropped;
+    bool askPrinter = false;
     {
         std::lock_guard lock(STATE_MUTEX);
-        unavailable = QUEUE.empty() || IS_PRINTING.load();
+        if (QUEUE.empty() || IS_PRINTING.load()) {
+            if (countUnavailablePoll()) {
+                dropped = takeHead();
+            }
+        } else {
+            askPrinter = true;
+        }
     }
-    if (unavailable) {
-        countUnavailablePoll();
-    } else {
+    if (dropped) {
+        reportDropped(*dropped);
+    }
+    if (askPrinter) {
         bool busy = true;
         bool failed = false;
         try {
@@ -76,22 +98,29 @@ void PrinterQueue::runPrintingRoutine() {
         if (failed) {
             sendPrinterError();
         } else if (busy) {
-            countUnavailablePoll();
-        } else {
-            // Only this thread removes receipts, so the head seen above is still the head.
-            std::shared_ptr<VantoReceipt> receipt;
-            std::shared_ptr<VantoPrinterCallback> callback;
+            std::optional<Head> head;
             {
                 std::lock_guard lock(STATE_MUTEX);
-                if (QUEUE.empty() || CALLBACK_QUEUE.empty()) {
-                    fatalError(fatal::INDEX_OUT_OF_RANGE);
+                if (countUnavailablePoll()) {
+                    head = takeHead();
                 }
-                receipt = std::move(QUEUE.front());
-                callback = std::move(CALLBACK_QUEUE.front());
-                QUEUE.erase(QUEUE.begin());
-                CALLBACK_QUEUE.erase(CALLBACK_QUEUE.begin());
             }
-            vantoPrinterController->vantoprint(receipt, callback);
+            if (head) {
+                reportDropped(*head);
+            }
+        } else {
+            // Only this thread removes receipts, so the head seen above is still the head.
+            Head head;
+            {
+                std::lock_guard lock(STATE_MUTEX);
+                head = takeHead();
+            }
+            if (head.tracking.listener) {
+                vantoPrinterController->vantoprint(head.receipt, head.callback,
+                                                   head.tracking.receiptId, head.tracking.listener);
+            } else {
+                vantoPrinterController->vantoprint(head.receipt, head.callback);
+            }
             std::size_t remaining = 0;
             {
                 std::lock_guard lock(STATE_MUTEX);
@@ -112,31 +141,47 @@ void PrinterQueue::runPrintingRoutine() {
     }
 }
 
-void PrinterQueue::countUnavailablePoll() {
-    bool giveUp = false;
-    {
-        std::lock_guard lock(STATE_MUTEX);
-        numberOfRetries += 1;
-        giveUp = numberOfRetries > MAX_NUM_RETRIES;
+bool PrinterQueue::countUnavailablePoll() {
+    numberOfRetries += 1;
+    if (numberOfRetries <= MAX_NUM_RETRIES) {
+        return false;
     }
-    if (giveUp) {
-        sendPrinterError();
+    numberOfRetries = 0;
+    return true;
+}
+
+PrinterQueue::Head PrinterQueue::takeHead() {
+    // A give-up decided on an empty queue stays fatal even if a receipt has arrived since: the
+    // decision and this check are made under the same lock, so nothing can have arrived.
+    if (QUEUE.empty() || CALLBACK_QUEUE.empty() || TRACKING_QUEUE.empty()) {
+        fatalError(fatal::INDEX_OUT_OF_RANGE);
     }
+    Head head{std::move(QUEUE.front()), std::move(CALLBACK_QUEUE.front()),
+              std::move(TRACKING_QUEUE.front())};
+    QUEUE.erase(QUEUE.begin());
+    CALLBACK_QUEUE.erase(CALLBACK_QUEUE.begin());
+    TRACKING_QUEUE.erase(TRACKING_QUEUE.begin());
+    return head;
 }
 
 void PrinterQueue::sendPrinterError() {
-    std::shared_ptr<VantoPrinterCallback> callback;
+    Head head;
     {
         std::lock_guard lock(STATE_MUTEX);
         numberOfRetries = 0;
-        if (QUEUE.empty() || CALLBACK_QUEUE.empty()) {
-            fatalError(fatal::INDEX_OUT_OF_RANGE);
-        }
-        QUEUE.erase(QUEUE.begin());
-        callback = std::move(CALLBACK_QUEUE.front());
-        CALLBACK_QUEUE.erase(CALLBACK_QUEUE.begin());
+        head = takeHead();
     }
-    vantoPrinterController->notifyPrinterError(callback, VantoError::PRINTER_NOT_RESPONDING());
+    reportDropped(head);
+}
+
+void PrinterQueue::reportDropped(const Head& dropped) {
+    vantoPrinterController->notifyPrinterError(dropped.callback,
+                                               VantoError::PRINTER_NOT_RESPONDING());
+    if (dropped.tracking.listener) {
+        VantoDeliveryReport report;
+        report.receiptId = dropped.tracking.receiptId;
+        dropped.tracking.listener->onDeliveryReport(report);
+    }
 }
 
 bool PrinterQueue::resetForTesting(std::chrono::milliseconds limit) {
@@ -146,6 +191,7 @@ bool PrinterQueue::resetForTesting(std::chrono::milliseconds limit) {
     std::lock_guard lock(STATE_MUTEX);
     QUEUE.clear();
     CALLBACK_QUEUE.clear();
+    TRACKING_QUEUE.clear();
     numberOfRetries = 0;
     IS_PRINTING.store(false);
     return true;

@@ -9,6 +9,7 @@
 
 namespace vantoconnect {
 
+class VantoDeliveryListener;
 class VantoPrinterCallback;
 class VantoPrinterController;
 class VantoReceipt;
@@ -24,7 +25,11 @@ class VantoReceipt;
 // unavailable. Unavailable polls accumulate across receipts and are reset only by a give-up:
 // the 31st since the last give-up drops the head receipt with PRINTER_NOT_RESPONDING. A give-up
 // that finds no receipt to drop stops the process (FatalError) rather than drop one that was
-// never there.
+// never there. The decision to give up and the removal of the head happen under one lock, so a
+// receipt submitted while a poll is deciding is never the one dropped.
+//
+// Every submission is given a receipt id (1, 2, 3, ... for the process); a receipt submitted
+// with a VantoDeliveryListener gets its delivery report right after its last callback.
 class PrinterQueue {
   public:
     explicit PrinterQueue(std::shared_ptr<VantoPrinterController> controller);
@@ -36,6 +41,11 @@ class PrinterQueue {
     // An absent callback is replaced by a StubPrinterCallback.
     void addToQueue(std::shared_ptr<VantoReceipt> receipt,
                     std::shared_ptr<VantoPrinterCallback> callback);
+    // As above, and the receipt's delivery report goes to `listener` (which may be null).
+    // Returns the receipt id.
+    std::uint64_t addToQueue(std::shared_ptr<VantoReceipt> receipt,
+                             std::shared_ptr<VantoPrinterCallback> callback,
+                             std::shared_ptr<VantoDeliveryListener> listener);
 
     // One poll; the timers call it on the timer thread.
     void runPrintingRoutine();
@@ -52,16 +62,32 @@ class PrinterQueue {
     static constexpr double SUBMISSION_INTERVAL = 0.1;
     static constexpr double RESCHEDULE_INTERVAL = 2.0;
 
+    struct Tracking {
+        std::uint64_t receiptId = 0;
+        std::shared_ptr<VantoDeliveryListener> listener;
+    };
+    struct Head {
+        std::shared_ptr<VantoReceipt> receipt;
+        std::shared_ptr<VantoPrinterCallback> callback;
+        Tracking tracking;
+    };
+
     void sendPrinterError();
-    void countUnavailablePoll();
+    // Both expect STATE_MUTEX held. takeHead stops the process when the queue is empty.
+    bool countUnavailablePoll();
+    static Head takeHead();
+    void reportDropped(const Head& dropped);
     void schedule(double interval) const;
 
     std::shared_ptr<VantoPrinterController> vantoPrinterController;
 
-    // Guards the three fields below; never held while the controller or a callback runs.
+    // Guards the fields below; never held while the controller or a callback runs.
     static std::mutex STATE_MUTEX;
     static std::vector<std::shared_ptr<VantoReceipt>> QUEUE;
     static std::vector<std::shared_ptr<VantoPrinterCallback>> CALLBACK_QUEUE;
+    // Index for index with QUEUE, like CALLBACK_QUEUE.
+    static std::vector<Tracking> TRACKING_QUEUE;
+    static std::uint64_t lastReceiptId;
     static std::int64_t numberOfRetries;
     static constexpr std::int64_t MAX_NUM_RETRIES = 30;
 };

@@ -66,6 +66,12 @@ void Vanto::print(std::shared_ptr<VantoReceipt> receipt,
     printerQueue->addToQueue(std::move(receipt), std::move(callback));
 }
 
+std::uint64_t Vanto::print(std::shared_ptr<VantoReceipt> receipt,
+                           std::shared_ptr<VantoPrinterCallback> callback,
+                           std::shared_ptr<VantoDeliveryListener> listener) {
+    return printerQueue->addToQueue(std::move(receipt), std::move(callback), std::move(listener));
+}
+
 void Vanto::print(std::shared_ptr<VantoReceipt> receipt) {
     print(std::move(receipt), std::make_shared<StubPrinterCallback>());
 }

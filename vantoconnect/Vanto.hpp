@@ -9,6 +9,7 @@ class GenericConnectionManager;
 class PrinterQueue;
 class VantoConfigurationController;
 class VantoConnectionManager;
+class VantoDeliveryListener;
 class VantoLedController;
 class VantoPrinterCallback;
 class VantoPrinterController;
@@ -70,10 +71,19 @@ class Vanto {
     bool printerBusy();
 
     // Queues the receipt and returns at once; the outcome arrives only through the callback.
-    // An absent callback is allowed.
+    // An absent callback is allowed. The queue keeps the receipt object itself, not a copy.
+    //
+    // onPrinterCompleted means that the connection's work queue has got through the receipt's
+    // messages, not that the unit took them: a unit that refused every packet still completes.
+    // To know, use the overload below.
     void print(std::shared_ptr<VantoReceipt> receipt,
                std::shared_ptr<VantoPrinterCallback> callback);
     void print(std::shared_ptr<VantoReceipt> receipt);
+    // The same, and the receipt's VantoDeliveryReport goes to `listener` right after
+    // onPrinterCompleted or onPrinterError. Returns the receipt id that the report carries.
+    std::uint64_t print(std::shared_ptr<VantoReceipt> receipt,
+                        std::shared_ptr<VantoPrinterCallback> callback,
+                        std::shared_ptr<VantoDeliveryListener> listener);
 
     void enableUSB();
     void disableUSB();

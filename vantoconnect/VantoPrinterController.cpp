@@ -6,6 +6,7 @@
 
 #include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/ReceiptComposer.hpp"
+#include "vantoconnect/VantoDeliveryListener.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoMessageResponse.hpp"
 #include "vantoconnect/VantoPrinterCallback.hpp"
@@ -17,6 +18,32 @@
 #include "vantoconnect/support/Fatal.hpp"
 
 namespace vantoconnect {
+
+// The report of one receipt as its packets' write bodies finish. Only the connection's serial
+// queue touches it after the job is queued, one body at a time, so it needs no lock.
+struct VantoPrinterController::Delivery {
+    VantoDeliveryReport report;
+    std::shared_ptr<VantoDeliveryListener> listener;
+
+    void count(const WriteOutcome& outcome) {
+        if (outcome.delivered) {
+            ++report.packetsAcknowledged;
+        } else if (outcome.unrecognised > 0) {
+            ++report.packetsUnrecognised;
+        } else if (outcome.refused > 0) {
+            ++report.packetsRefused;
+        } else {
+            ++report.packetsNotSent;
+        }
+    }
+
+    void deliver() {
+        report.allAcknowledged = report.packetsSent > 0 &&
+                                 report.packetsAcknowledged == report.packetsSent &&
+                                 report.endOfJobSent;
+        listener->onDeliveryReport(report);
+    }
+};
 
 VantoPrinterController::VantoPrinterController(std::shared_ptr<GenericConnectionManager> mPort)
     : mPort(std::move(mPort)) {}
@@ -30,21 +57,47 @@ void VantoPrinterController::vantoprint(std::shared_ptr<VantoReceipt> receipt,
     if (!receipt) {
         fatalError(fatal::NIL_UNWRAP);
     }
-    printGroups(ReceiptComposer().compose(*receipt), callback);
+    printGroups(ReceiptComposer().compose(*receipt), callback, nullptr);
+}
+
+void VantoPrinterController::vantoprint(std::shared_ptr<VantoReceipt> receipt,
+                                        std::shared_ptr<VantoPrinterCallback> callback,
+                                        std::uint64_t receiptId,
+                                        std::shared_ptr<VantoDeliveryListener> listener) {
+    if (!listener) {
+        vantoprint(std::move(receipt), std::move(callback));
+        return;
+    }
+    PrinterQueue::IS_PRINTING.store(true);
+    notifyPrinterStarted(callback);
+    if (!receipt) {
+        fatalError(fatal::NIL_UNWRAP);
+    }
+    auto delivery = std::make_shared<Delivery>();
+    delivery->report.receiptId = receiptId;
+    delivery->listener = std::move(listener);
+    printGroups(ReceiptComposer().compose(*receipt), callback, delivery);
 }
 
 void VantoPrinterController::printGroups(const std::vector<Bytes>& groups,
-                                         const std::shared_ptr<VantoPrinterCallback>& callback) {
+                                         const std::shared_ptr<VantoPrinterCallback>& callback,
+                                         const std::shared_ptr<Delivery>& delivery) {
     const std::vector<Bytes> packets = wrapContent(groups);
+    if (delivery) {
+        delivery->report.packetsSent = static_cast<std::int64_t>(packets.size());
+    }
     resetTagNumber();
     for (const Bytes& packet : packets) {
-        sendToPrinterBuffer(packet, MessageBuilder::CHANNEL_UART1_PRINTER);
+        sendPacket(packet, MessageBuilder::CHANNEL_UART1_PRINTER, delivery);
     }
-    sendMessageFinished();
+    sendMessageFinished(delivery);
     // Queued behind the writes above, so it runs once the connection has got through them. It
     // holds the manager: the application may have dropped everything else by then.
-    mPort->getQueue().async([port = mPort, callback] {
+    mPort->getQueue().async([port = mPort, callback, delivery] {
         notifyPrinterCompleted(*port, callback);
+        if (delivery) {
+            delivery->deliver();
+        }
         PrinterQueue::IS_PRINTING.store(false);
     });
 }
@@ -93,23 +146,39 @@ void VantoPrinterController::printConfigPage() {
 }
 
 void VantoPrinterController::sendToPrinterBuffer(const Bytes& b, std::int8_t channel) {
+    sendPacket(b, channel, nullptr);
+}
+
+void VantoPrinterController::sendPacket(const Bytes& b, std::int8_t channel,
+                                        const std::shared_ptr<Delivery>& delivery) {
     SwitchDataMessage message{b};
     const Bytes bytes = MessageBuilder(message)
                             .withDestinyChannel(channel)
                             .withDestinynode(MessageBuilder::NODE_VANTO_BRAIN_UNIT)
                             .withTagNumber(getNextSequenceNumber())
                             .build();
-    mPort->write(bytes, true);
+    if (!delivery) {
+        mPort->write(bytes, true);
+        return;
+    }
+    mPort->write(bytes, true,
+                 [delivery](const WriteOutcome& outcome) { delivery->count(outcome); });
 }
 
-void VantoPrinterController::sendMessageFinished() {
+void VantoPrinterController::sendMessageFinished(const std::shared_ptr<Delivery>& delivery) {
     SwitchDataMessage message{Bytes{0x00}};
     const Bytes bytes = MessageBuilder(message)
                             .withDestinyChannel(MessageBuilder::CHANNEL_UART1_PRINTER)
                             .withDestinynode(MessageBuilder::NODE_VANTO_BRAIN_UNIT)
                             .withTagNumber(0)
                             .build();
-    mPort->write(bytes, false);
+    if (!delivery) {
+        mPort->write(bytes, false);
+        return;
+    }
+    mPort->write(bytes, false, [delivery](const WriteOutcome& outcome) {
+        delivery->report.endOfJobSent = outcome.delivered;
+    });
 }
 
 std::int8_t VantoPrinterController::getNextSequenceNumber() {

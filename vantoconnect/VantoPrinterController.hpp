@@ -10,6 +10,7 @@
 namespace vantoconnect {
 
 class GenericConnectionManager;
+class VantoDeliveryListener;
 class VantoError;
 class VantoPrinterCallback;
 class VantoReceipt;
@@ -36,6 +37,11 @@ class VantoPrinterController {
     // completion has been reported there.
     virtual void vantoprint(std::shared_ptr<VantoReceipt> receipt,
                             std::shared_ptr<VantoPrinterCallback> callback);
+    // The same job, byte for byte, and then the receipt's delivery report to `listener`, right
+    // after onPrinterCompleted on the connection's work queue.
+    virtual void vantoprint(std::shared_ptr<VantoReceipt> receipt,
+                            std::shared_ptr<VantoPrinterCallback> callback, std::uint64_t receiptId,
+                            std::shared_ptr<VantoDeliveryListener> listener);
     // Blocks for the unit's answer. False only when the printer reports itself ready.
     virtual bool isPrinterBusy();
     // The printer's own configuration page; takes the next tag without resetting the sequence.
@@ -51,12 +57,16 @@ class VantoPrinterController {
     // Packs byte groups into packets of at most PACKET_SIZE_TCP bytes without splitting a group.
     // An empty group or one longer than a packet stops the process.
     std::vector<Bytes> wrapContent(const std::vector<Bytes>& contents) const;
-    // Everything vantoprint does once the receipt is composed.
+    struct Delivery;
+
+    // Everything vantoprint does once the receipt is composed; `delivery` may be null.
     void printGroups(const std::vector<Bytes>& groups,
-                     const std::shared_ptr<VantoPrinterCallback>& callback);
+                     const std::shared_ptr<VantoPrinterCallback>& callback,
+                     const std::shared_ptr<Delivery>& delivery);
+    void sendPacket(const Bytes& b, std::int8_t channel, const std::shared_ptr<Delivery>& delivery);
     std::int8_t getNextSequenceNumber();
     void resetTagNumber();
-    void sendMessageFinished();
+    void sendMessageFinished(const std::shared_ptr<Delivery>& delivery = nullptr);
     void notifyPrinterStarted(const std::shared_ptr<VantoPrinterCallback>& callback);
     // Runs on the connection's work queue and needs nothing of the controller, so an
     // application may drop the controller while a job is still queued.

@@ -11,6 +11,8 @@
 #include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/VantoConfigurationController.hpp"
 #include "vantoconnect/VantoConnectionManager.hpp"
+#include "vantoconnect/VantoDeliveryListener.hpp"
+#include "vantoconnect/VantoDeliveryReport.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoLedController.hpp"
 #include "vantoconnect/VantoMessageResponse.hpp"
@@ -28,6 +30,7 @@
 
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
 #include "vantoconnect/connection/ResponseMatcher.hpp"
+#include "vantoconnect/connection/WriteOutcome.hpp"
 
 #include "vantoconnect/transport/Socket.hpp"
 #include "vantoconnect/transport/SocketError.hpp"
@@ -63,5 +66,6 @@
 #include "vantoconnect/support/Fatal.hpp"
 #include "vantoconnect/support/GraphemeCounter.hpp"
 #include "vantoconnect/support/Image.hpp"
+#include "vantoconnect/support/LockedString.hpp"
 #include "vantoconnect/support/SerialQueue.hpp"
 #include "vantoconnect/support/TimerLoop.hpp"

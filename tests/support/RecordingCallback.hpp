@@ -1,26 +1,55 @@
 #pragma once
 
-// A printer callback that records every call as "kind detail" ("started 127.0.0.1",
-// "error PRINTER_NOT_RESPONDING") in arrival order, from whichever thread it comes, so a test
-// compares the whole story in one assertion.
+// A printer callback and delivery listener that records every call as "kind detail" ("started
+// 127.0.0.1", "error PRINTER_NOT_RESPONDING", "report 2/2 acknowledged, end sent") in arrival
+// order, from whichever thread it comes, so a test compares the whole story in one assertion.
 
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include "vantoconnect/VantoDeliveryListener.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoPrinterCallback.hpp"
 
 namespace vantoconnect::testing {
 
-class RecordingCallback : public VantoPrinterCallback {
+class RecordingCallback : public VantoPrinterCallback, public VantoDeliveryListener {
   public:
     void onPrinterStarted(const std::string& ip) override { add("started " + ip); }
     void onPrinterCompleted(const std::string& ip) override { add("completed " + ip); }
     void onPrinterError(const VantoError& error) override { add("error " + error.description()); }
+    // Counts as acknowledged/refused/unrecognised/not sent of sent.
+    void onDeliveryReport(const VantoDeliveryReport& report) override {
+        {
+            std::lock_guard lock(mMutex);
+            mReports.push_back(report);
+        }
+        add("report " + std::to_string(report.packetsAcknowledged) + "/" +
+            std::to_string(report.packetsRefused) + "/" +
+            std::to_string(report.packetsUnrecognised) + "/" +
+            std::to_string(report.packetsNotSent) + " of " + std::to_string(report.packetsSent) +
+            (report.endOfJobSent ? ", end sent" : ", end not sent") +
+            (report.allAcknowledged ? ", all acknowledged" : ""));
+    }
+
+    std::vector<VantoDeliveryReport> reports() const {
+        std::lock_guard lock(mMutex);
+        return mReports;
+    }
+    // The thread of each event, index for index with events().
+    std::vector<std::thread::id> threads() const {
+        std::lock_guard lock(mMutex);
+        return mThreads;
+    }
+    std::vector<std::chrono::steady_clock::time_point> times() const {
+        std::lock_guard lock(mMutex);
+        return mTimes;
+    }
 
     std::vector<std::string> events() const {
         std::lock_guard lock(mMutex);
@@ -41,12 +70,17 @@ class RecordingCallback : public VantoPrinterCallback {
     void add(std::string event) {
         std::lock_guard lock(mMutex);
         mEvents.push_back(std::move(event));
+        mThreads.push_back(std::this_thread::get_id());
+        mTimes.push_back(std::chrono::steady_clock::now());
         mChanged.notify_all();
     }
 
     mutable std::mutex mMutex;
     mutable std::condition_variable mChanged;
     std::vector<std::string> mEvents;
+    std::vector<std::thread::id> mThreads;
+    std::vector<std::chrono::steady_clock::time_point> mTimes;
+    std::vector<VantoDeliveryReport> mReports;
 };
 
 }  // namespace vantoconnect::testing

@@ -43,7 +43,7 @@ const char* const GenericConnectionManager::DEFAULT_IP_ADDRESS = VANTO_DEFAULT_U
 
 GenericConnectionManager::GenericConnectionManager()
     : VantoIPAddress(DEFAULT_IP_ADDRESS),
-      client(std::make_shared<TCPClient>(VantoIPAddress, VantoPort.load())),
+      client(std::make_shared<TCPClient>(VantoIPAddress.load(), VantoPort.load())),
       queue("com.vantoconnect.connection.pool") {}
 
 GenericConnectionManager::~GenericConnectionManager() = default;
@@ -53,42 +53,52 @@ std::int64_t GenericConnectionManager::getConnectionStatus() {
 }
 
 std::string GenericConnectionManager::getConnectionIPAddress() {
-    std::lock_guard<std::mutex> lock(addressMutex);
-    return VantoIPAddress;
+    return VantoIPAddress.load();
 }
 
 void GenericConnectionManager::setConnectionIPAddress(const std::string& IPAddress) {
-    std::lock_guard<std::mutex> lock(addressMutex);
     VantoIPAddress = IPAddress;
 }
 
 void GenericConnectionManager::write(const Bytes& buffer, bool resendForAcknowledged) {
+    write(buffer, resendForAcknowledged, nullptr);
+}
+
+void GenericConnectionManager::write(const Bytes& buffer, bool resendForAcknowledged,
+                                     std::function<void(const WriteOutcome&)> onDone) {
     // When shared, a pending body keeps the manager alive; otherwise the owner must outlive it.
     auto keepAlive = weak_from_this().lock();
-    queue.async([this, keepAlive, buffer, resendForAcknowledged] {
-        writeBody(buffer, resendForAcknowledged);
+    queue.async([this, keepAlive, buffer, resendForAcknowledged, onDone = std::move(onDone)] {
+        const WriteOutcome outcome = writeBody(buffer, resendForAcknowledged);
+        if (onDone) {
+            onDone(outcome);
+        }
     });
 }
 
-void GenericConnectionManager::writeBody(const Bytes& buffer, bool resendForAcknowledged) {
-    bool done = false;
+WriteOutcome GenericConnectionManager::writeBody(const Bytes& buffer, bool resendForAcknowledged) {
+    WriteOutcome outcome;
     for (int attempt = 0; attempt < NUM_OF_RETRIES_SENT_PACKAGES; ++attempt) {
+        ++outcome.attempts;
         try {
             openConnection();
             writeToVanto(toUnsignedBytes(buffer));
+            ++outcome.written;
             if (!resendForAcknowledged) {
-                done = true;
+                outcome.delivered = true;
             } else {
                 const std::optional<UBytes> read = readFromVanto();
                 const VantoMessageResponse response = classify(toSignedBytes(unwrap(read)));
                 if (responseMatcher.isAcknowledged(response)) {
                     consoleLine("Printer says: ACKNOWLEDGED");
-                    done = true;
+                    outcome.delivered = true;
                 } else if (response == VantoMessageResponse::ERROR_PRINTER_NOT_OK) {
                     // The printer said no: try again straight away.
                     consoleLine("Printer says: IS NOT OK!");
+                    ++outcome.refused;
                 } else {
                     consoleLine("MESSAGE NOT ACKNOWLEDGED. " + bytesToHex(unwrap(read)));
+                    ++outcome.unrecognised;
                     // An answer nobody understands: give the unit a long rest before resending.
                     sleepSeconds(200);
                 }
@@ -97,11 +107,12 @@ void GenericConnectionManager::writeBody(const Bytes& buffer, bool resendForAckn
             consoleLine("EXCEPTION ON WRITE PACKAGE OR RESPONSE: ");
         }
         disconnect();
-        if (done) {
-            return;
+        if (outcome.delivered) {
+            return outcome;
         }
     }
-    // Five failures: the message is dropped without a word.
+    // Five failures: the message is dropped without a word on the console.
+    return outcome;
 }
 
 VantoMessageResponse GenericConnectionManager::writeAndResponse(const Bytes& buffer) {
@@ -169,12 +180,7 @@ bool GenericConnectionManager::matchIncomingWithType(const Bytes& buffer,
 
 void GenericConnectionManager::openConnection() {
     {
-        std::string address;
-        {
-            std::lock_guard<std::mutex> lock(addressMutex);
-            address = VantoIPAddress;
-        }
-        auto fresh = std::make_shared<TCPClient>(std::move(address), VantoPort.load());
+        auto fresh = std::make_shared<TCPClient>(VantoIPAddress.load(), VantoPort.load());
         // The previous client is dropped without being closed: its connection stays open.
         std::lock_guard<std::mutex> lock(clientMutex);
         client = std::move(fresh);

@@ -20,6 +20,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -28,8 +29,10 @@
 #include "vantoconnect/VantoConnectionManager.hpp"
 #include "vantoconnect/VantoMessageResponse.hpp"
 #include "vantoconnect/connection/ResponseMatcher.hpp"
+#include "vantoconnect/connection/WriteOutcome.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkDecoder16.hpp"
 #include "vantoconnect/support/Bytes.hpp"
+#include "vantoconnect/support/LockedString.hpp"
 #include "vantoconnect/support/SerialQueue.hpp"
 #include "vantoconnect/transport/TCPClient.hpp"
 
@@ -50,9 +53,10 @@ class GenericConnectionManager : public VantoConnectionManager,
 
     // Reported by getConnectionStatus(); the manager itself never changes it.
     std::atomic<std::int64_t> connectionState{STATUS_NOT_INITIALISED};
-    // Used by the next connection. Write bodies may read it at any time, so change it through
-    // setConnectionIPAddress() while exchanges may be running.
-    std::string VantoIPAddress;
+    // Used by the next connection: every attempt reads it anew, so a change takes effect at the
+    // next connection, and callbacks see the address as it is when they run. Reading and
+    // assigning it directly is safe from any thread.
+    LockedString VantoIPAddress;
     std::atomic<std::int32_t> VantoPort{8080};
 
     // Opens nothing.
@@ -66,6 +70,11 @@ class GenericConnectionManager : public VantoConnectionManager,
     void setConnectionIPAddress(const std::string& IPAddress) override;
 
     void write(const Bytes& buffer, bool resendForAcknowledged);
+    // The same exchange, on the wire and on the console, and then `onDone` on the serial queue
+    // with what the attempts saw. It is not called when the body never ends: a read that waits
+    // for an answer has no time limit, and a connection closed under it stops the process.
+    void write(const Bytes& buffer, bool resendForAcknowledged,
+               std::function<void(const WriteOutcome&)> onDone);
     VantoMessageResponse writeAndResponse(const Bytes& buffer);
     // packageExpected is a message type; defaultMaxTimeout is in milliseconds and is looked at
     // only after each read, so a silent unit holds the caller indefinitely.
@@ -85,7 +94,7 @@ class GenericConnectionManager : public VantoConnectionManager,
   private:
     static constexpr int NUM_OF_RETRIES_SENT_PACKAGES = 5;
 
-    void writeBody(const Bytes& buffer, bool resendForAcknowledged);
+    WriteOutcome writeBody(const Bytes& buffer, bool resendForAcknowledged);
     bool matchIncomingWithType(const Bytes& buffer, std::int8_t packageTypeExpected);
     void openConnection();
     void writeToVanto(const UBytes& byteData);
@@ -98,7 +107,6 @@ class GenericConnectionManager : public VantoConnectionManager,
     // held only to swap or fetch it, never across a connect or a read.
     std::mutex clientMutex;
     std::shared_ptr<TCPClient> client;
-    std::mutex addressMutex;
     std::mutex matcherMutex;
     ResponseMatcher responseMatcher;
     // Kept for the manager's life: a frame begun in one raw exchange may end in the next.

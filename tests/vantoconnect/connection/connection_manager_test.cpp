@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/support/ConsoleCapture.hpp"
@@ -204,6 +206,43 @@ TEST(WriteRaw, ReturnsTheChunkOfTheWantedFrameOrTheLastChunkOnceTheLimitHasPasse
     EXPECT_EQ(manager->writeAndResponseRaw({}, kPortControl, 1000), toSignedBytes(greeting));
     EXPECT_EQ(unit.requestCount(), 4u);
     EXPECT_TRUE(unit.received(4).empty());
+}
+
+}  // namespace
+}  // namespace vantoconnect
+
+namespace vantoconnect {
+namespace {
+
+// Applications know the address as a public field and write it directly, from any thread,
+// while queued writes read it for each attempt: a change reaches the next connection, and
+// nothing races (the race checker runs this suite too).
+TEST(UnitAddress, DirectWritesWhileBodiesConnectAreSafeAndReachTheNextConnection) {
+    FakeUnit unit;
+    auto manager = managerFor(FakeUnit::unusedPort());
+    manager->VantoPort = unit.port();
+    std::atomic<bool> stop{false};
+    std::thread writer([&] {
+        while (!stop) {
+            manager->VantoIPAddress = std::string("127.0.0.1");
+            EXPECT_EQ(manager->getConnectionIPAddress(), "127.0.0.1");
+        }
+    });
+    for (std::int8_t i = 0; i < 20; ++i) {
+        manager->write({i}, false);
+    }
+    drain(*manager);
+    stop = true;
+    writer.join();
+    EXPECT_TRUE(exactlyConnections(unit, 20));
+
+    // A name that cannot be resolved, written directly, is what the next attempt uses.
+    manager->VantoIPAddress = std::string("no such unit");
+    ConsoleCapture console;
+    manager->write({1}, false);
+    drain(*manager);
+    EXPECT_EQ(console.count("EXCEPTION ON WRITE PACKAGE OR RESPONSE: "), 5u);
+    EXPECT_TRUE(exactlyConnections(unit, 20));
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ class PrinterControllerProbe {
     }
     static void send(VantoPrinterController& c, const Groups& groups,
                      const std::shared_ptr<VantoPrinterCallback>& callback) {
-        c.printGroups(groups, callback);
+        c.printGroups(groups, callback, nullptr);
     }
 };
 

@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <numeric>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/support/ConsoleCapture.hpp"
+#include "tests/support/RecordingCallback.hpp"
 #include "tests/vantoconnect/devices/DeviceTestSupport.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/ReceiptComposer.hpp"
@@ -129,6 +132,56 @@ TEST_F(PrinterQueueTest, GiveUpWithNothingQueuedStops) {
     }
     EXPECT_THROW(queue.runPrintingRoutine(), FatalError);
     EXPECT_EQ(unit.connectionCount(), 0u);
+}
+
+using PrinterQueueDeathTest = PrinterQueueTest;
+
+// On the timer thread, where the queue really polls, the same edge ends the process: 32
+// receipts held up by a transmission that never ends start 32 chains of polls; once the last
+// receipt is dropped, each chain polls the empty queue once more, and the 31st of those polls
+// gives up with nothing to drop.
+TEST_F(PrinterQueueDeathTest, BurstOfThirtyTwoHeldUpReceiptsEndsTheProcessOnTheTimerThread) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_DEATH(
+        {
+            PrinterQueue::IS_PRINTING = true;
+            for (int receipt = 0; receipt < 32; ++receipt) {
+                queue.addToQueue(receiptSaying("held up"), nullptr);
+            }
+            std::this_thread::sleep_for(std::chrono::seconds(30));
+        },
+        "Index out of range");
+}
+
+// Receipts submitted while polls are deciding to give up are never the ones dropped: the
+// receipts go in submission order, each once, whatever the timing of submissions and polls.
+TEST_F(PrinterQueueTest, GiveUpsDropReceiptsInSubmissionOrderWhileOthersArrive) {
+    constexpr int kReceipts = 20;  // fewer than 31 chains of polls: the queue never dies empty
+    for (int round = 0; round < 5; ++round) {
+        PrinterQueue::IS_PRINTING = true;
+        std::vector<std::shared_ptr<RecordingCallback>> callbacks(kReceipts);
+        for (auto& callback : callbacks) {
+            callback = std::make_shared<RecordingCallback>();
+        }
+        queue.addToQueue(receiptSaying("0"), callbacks[0]);
+        std::thread submitter([&] {
+            for (int n = 1; n < kReceipts; ++n) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(n % 4));
+                queue.addToQueue(receiptSaying(std::to_string(n)), callbacks[n]);
+            }
+        });
+        submitter.join();
+        for (int n = 0; n < kReceipts; ++n) {
+            ASSERT_EQ(callbacks[n]->events(1), Events{GAVE_UP}) << "round " << round;
+            if (n > 0) {
+                ASSERT_LT(callbacks[n - 1]->times()[0], callbacks[n]->times()[0]) << n;
+            }
+        }
+        ASSERT_TRUE(PrinterQueue::resetForTesting());
+        for (const auto& callback : callbacks) {
+            ASSERT_EQ(callback->events().size(), 1u);
+        }
+    }
 }
 
 TEST_F(PrinterQueueTest, PrintWithoutCallbackStillPrints) {

@@ -1,0 +1,68 @@
+// Receipts submitted all at once to a ready printer, at the queue's real intervals: how many
+// print and how many the queue drops with PRINTER_NOT_RESPONDING. The queue counts unavailable
+// polls over the whole process, and every submission starts its own chain of polls, so a burst
+// drops receipts although the printer never fails. Each burst runs in a child process of its
+// own, with a fresh queue, because once a burst's last receipt has gone, the chains of polls
+// still alive find the queue empty, and the 31st such poll stops the process.
+//
+// Not a Google Benchmark timing: it prints a table, one row per burst size.
+//   bench_burst [SIZE ...]     default sizes 10 20 100
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <thread>
+#include <vector>
+
+#include "tests/support/BurstRun.hpp"
+
+using vantoconnect::testing::BurstOutcome;
+
+int main(int argc, char** argv) {
+    std::vector<int> sizes;
+    for (int i = 1; i < argc; ++i) {
+        if (argv[i][0] != '-') {  // flags meant for the Google Benchmark programs
+            sizes.push_back(std::atoi(argv[i]));
+        }
+    }
+    if (sizes.empty()) {
+        sizes = {10, 20, 100};
+    }
+    std::printf("%-8s %-8s %-8s %-8s %-9s %-9s %s\n", "burst", "printed", "dropped", "partial",
+                "in order", "seconds", "process afterwards");
+    for (const int size : sizes) {
+        int pipeFds[2];
+        if (::pipe(pipeFds) != 0) {
+            std::perror("pipe");
+            return 1;
+        }
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::close(pipeFds[0]);
+            const BurstOutcome outcome = vantoconnect::testing::runBurst(size);
+            (void)!::write(pipeFds[1], &outcome, sizeof outcome);
+            ::close(pipeFds[1]);
+            // Stay a moment, as an application would, while the last chains of polls run out.
+            std::this_thread::sleep_for(std::chrono::seconds(5));
+            std::_Exit(0);
+        }
+        ::close(pipeFds[1]);
+        BurstOutcome outcome;
+        const bool reported = ::read(pipeFds[0], &outcome, sizeof outcome) == sizeof outcome;
+        ::close(pipeFds[0]);
+        int status = 0;
+        ::waitpid(child, &status, 0);
+        const bool survived = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+        if (!reported) {
+            std::printf("%-8d ended before every receipt was reported\n", size);
+            continue;
+        }
+        std::printf("%-8d %-8d %-8d %-8d %-9s %-9.1f %s\n", size, outcome.printed, outcome.dropped,
+                    outcome.other, outcome.inOrder ? "yes" : "NO", outcome.seconds,
+                    survived ? "kept running" : "stopped (give-up with an empty queue)");
+    }
+    return 0;
+}

@@ -1,0 +1,198 @@
+// Every `vanto` and example command that the README shows in a shell block runs as written
+// against an emulated unit on a free loopback port. The README's own port (8080) is replaced by
+// that port; a trailing "# exit N" says which exit code the command is shown to give. Commands
+// that set up a machine (make, cmake, apt-get, ...) are left out and listed.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "emulator/EmulatedUnit.hpp"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+struct Command {
+    std::string text;  // as the README shows it
+    std::vector<std::string> words;
+    int expectedExit = 0;
+};
+
+std::string slurp(const fs::path& path) {
+    std::ifstream in(path);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+std::vector<std::string> split(const std::string& line) {
+    std::vector<std::string> words;
+    std::istringstream in(line);
+    std::string word;
+    while (in >> word) {
+        words.push_back(word);
+    }
+    return words;
+}
+
+// The lines of every ```sh block, with "# exit N" markers read and other comments dropped.
+std::vector<Command> shellCommands(const std::string& readme) {
+    std::vector<Command> commands;
+    std::istringstream in(readme);
+    std::string line;
+    bool inShell = false;
+    while (std::getline(in, line)) {
+        if (line.rfind("```", 0) == 0) {
+            inShell = !inShell && line == "```sh";
+            continue;
+        }
+        if (!inShell) {
+            continue;
+        }
+        Command command;
+        const auto marker = line.find("# exit ");
+        if (marker != std::string::npos) {
+            command.expectedExit = std::stoi(line.substr(marker + 7));
+        }
+        const auto hash = line.find(" #");
+        command.text = line.substr(0, line.rfind('#', 0) == 0 ? 0 : hash);
+        command.text.erase(command.text.find_last_not_of(' ') + 1);
+        command.words = split(command.text);
+        if (!command.words.empty()) {
+            commands.push_back(command);
+        }
+    }
+    return commands;
+}
+
+struct Finished {
+    int exitCode = -1;
+    std::string err;
+};
+
+// Runs the program with the arguments in `dir`; kills it after `limit`.
+Finished run(const std::string& program, const std::vector<std::string>& args, const fs::path& dir,
+             std::chrono::seconds limit) {
+    const auto errPath = dir / "readme-command.err";
+    const pid_t pid = fork();
+    if (pid == 0) {
+        setenv("LSAN_OPTIONS", "print_suppressions=0", 1);
+        if (chdir(dir.c_str()) != 0) {
+            _exit(126);
+        }
+        const int devNull = open("/dev/null", O_WRONLY);
+        const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        dup2(devNull, STDOUT_FILENO);
+        dup2(err, STDERR_FILENO);
+        std::vector<std::string> all{program};
+        all.insert(all.end(), args.begin(), args.end());
+        std::vector<char*> argv;
+        for (auto& a : all) {
+            argv.push_back(a.data());
+        }
+        argv.push_back(nullptr);
+        execv(program.c_str(), argv.data());
+        _exit(127);
+    }
+    int status = 0;
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (waitpid(pid, &status, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            kill(pid, SIGINT);
+            waitpid(pid, &status, 0);
+            return {-2, slurp(errPath)};
+        }
+        std::this_thread::sleep_for(20ms);
+    }
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), slurp(errPath)};
+}
+
+bool reachesUnit(const std::vector<std::string>& args) {
+    static const std::vector<std::string> unitCommands = {"print", "drawer", "led", "usb",
+                                                          "printer"};
+    return !args.empty() &&
+           std::find(unitCommands.begin(), unitCommands.end(), args[0]) != unitCommands.end();
+}
+
+TEST(Readme, EveryCommandRunsAsWritten) {
+    const std::string readme = slurp(fs::path(VANTO_SOURCE_DIR) / "README.md");
+    const std::vector<Command> commands = shellCommands(readme);
+    ASSERT_FALSE(commands.empty());
+
+    const fs::path dir = fs::temp_directory_path() / ("vanto-readme-" + std::to_string(getpid()));
+    fs::remove_all(dir);
+    fs::create_directories(dir);
+    fs::create_directory_symlink(fs::path(VANTO_SOURCE_DIR) / "examples", dir / "examples");
+
+    vantoemu::UnitOptions options;
+    options.port = 0;
+    options.outDir = (dir / "unit").string();
+    options.drawerCloseAfter = 0ms;
+    vantoemu::EmulatedUnit unit(options);
+    unit.start();
+    const std::string port = std::to_string(unit.port());
+
+    std::vector<std::string> leftOut;
+    int ran = 0;
+    for (const Command& command : commands) {
+        const std::string& first = command.words[0];
+        std::vector<std::string> args(command.words.begin() + 1, command.words.end());
+        std::string program;
+        if (first == "vanto" || first == "build/release/cli/vanto") {
+            program = VANTO_CLI_PATH;
+        } else if (first.rfind("build/release/examples/", 0) == 0) {
+            program = std::string(VANTO_EXAMPLES_DIR) + "/" + fs::path(first).filename().string();
+        } else {
+            leftOut.push_back(command.text);
+            continue;
+        }
+        // The README's port is the unit's default; here the emulated unit has a free one.
+        for (std::size_t i = 0; i < args.size(); ++i) {
+            if (args[i] == "8080") {
+                args[i] = port;
+            }
+        }
+        SCOPED_TRACE(command.text);
+        if (program == VANTO_CLI_PATH && reachesUnit(args)) {
+            const bool loopback = std::find(args.begin(), args.end(), "127.0.0.1") != args.end();
+            ASSERT_TRUE(loopback) << "a README command reaches the default unit address";
+        }
+        ++ran;
+        if (program == VANTO_CLI_PATH && !args.empty() && args[0] == "emulate") {
+            // Runs until interrupted; shown as written, it must at least come up. Its port is
+            // the emulated unit's own, which is taken, so it gets a free one.
+            for (std::size_t i = 0; i + 1 < args.size(); ++i) {
+                if (args[i] == "--port") {
+                    args[i + 1] = "0";
+                }
+            }
+            const Finished r = run(program, args, dir, 2s);
+            EXPECT_EQ(r.exitCode, -2) << r.err;  // still running when interrupted
+            continue;
+        }
+        const Finished r = run(program, args, dir, 120s);
+        EXPECT_EQ(r.exitCode, command.expectedExit) << r.err;
+    }
+    unit.stop();
+    std::cout << "ran " << ran << " README commands; left out:\n";
+    for (const std::string& text : leftOut) {
+        std::cout << "  " << text << '\n';
+    }
+    fs::remove_all(dir);
+}
+
+}  // namespace

@@ -1,0 +1,44 @@
+#include "vantoconnect/VantoDeliveryReport.hpp"
+
+#include <vector>
+
+namespace vantoconnect {
+namespace {
+
+std::string packets(std::int64_t count) {
+    return std::to_string(count) + (count == 1 ? " packet" : " packets");
+}
+
+}  // namespace
+
+std::string VantoDeliveryReport::summary() const {
+    if (allAcknowledged) {
+        return "all " + packets(packetsSent) + " acknowledged";
+    }
+    if (packetsSent == 0) {
+        return "nothing was sent; the receipt was not printed";
+    }
+    const std::string of = " of " + std::to_string(packetsSent);
+    std::vector<std::string> parts;
+    if (packetsRefused > 0) {
+        parts.push_back("the unit refused " + std::to_string(packetsRefused) + of + " packets");
+    }
+    if (packetsUnrecognised > 0) {
+        parts.push_back("the unit gave no recognisable answer to " +
+                        std::to_string(packetsUnrecognised) + of + " packets");
+    }
+    if (packetsNotSent > 0) {
+        parts.push_back(std::to_string(packetsNotSent) + of +
+                        " packets could not be sent (no connection)");
+    }
+    if (!endOfJobSent) {
+        parts.push_back("the end of the job could not be sent");
+    }
+    std::string line;
+    for (const std::string& part : parts) {
+        line += (line.empty() ? "" : ", ") + part;
+    }
+    return line + "; the receipt is incomplete";
+}
+
+}  // namespace vantoconnect

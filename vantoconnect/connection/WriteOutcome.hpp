@@ -1,0 +1,19 @@
+#pragma once
+
+namespace vantoconnect {
+
+// What the attempts of one queued write saw, for callers that account for every message they
+// hand to the connection. Counting changes nothing on the wire or on the console.
+struct WriteOutcome {
+    // Acknowledged, or, when no acknowledgement was wanted, written to a connection.
+    bool delivered = false;
+    int attempts = 0;
+    // Attempts whose bytes reached a connection.
+    int written = 0;
+    // Answers saying the printer is not OK.
+    int refused = 0;
+    // Answers that neither acknowledged nor refused.
+    int unrecognised = 0;
+};
+
+}  // namespace vantoconnect
