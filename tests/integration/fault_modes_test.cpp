@@ -4,6 +4,7 @@
 
 #include "tests/integration/IntegrationSupport.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
+#include "vantoconnect/VantoReceiptTextLine.hpp"
 #include "vantoconnect/orbaprotocol/messages/MessageBuilder.hpp"
 #include "vantoconnect/orbaprotocol/messages/VantoColorCodes.hpp"
 #include "vantoconnect/orbaprotocol/messages/VantoDiagnosticLEDS.hpp"
@@ -82,6 +83,43 @@ TEST_F(FaultModes, PrinterInErrorIsNeverHandedAReceipt) {
     EXPECT_EQ(dropped->events(), std::vector<std::string>{"error PRINTER_NOT_RESPONDING"});
     EXPECT_EQ(events("printer_data"), 0u);
     EXPECT_EQ(events("printer_error_reply"), 0u);
+}
+
+// ---- two senders at once ----------------------------------------------------------------------
+
+TEST_F(FaultModes, TwoSendersOfOneReceiptAtOnceBothComeOutWholeOrMarked) {
+    // Two applications on one address: each its own connection and work queue, so their
+    // packets, each on a fresh connection, interleave at the unit.
+    auto receipt = std::make_shared<VantoReceipt>();
+    for (int line = 0; line < 120; ++line) {
+        receipt->addLine(std::make_shared<VantoReceiptTextLine>(
+            "line " + std::to_string(line) + " of a long receipt", 0, 0, 0));
+    }
+    std::vector<std::shared_ptr<GenericConnectionManager>> managers;
+    std::vector<std::shared_ptr<VantoPrinterController>> printers;
+    std::vector<std::shared_ptr<RecordingCallback>> callbacks;
+    for (int i = 0; i < 2; ++i) {
+        managers.push_back(std::make_shared<GenericConnectionManager>());
+        aimAt(*managers.back(), unit->port());
+        printers.push_back(std::make_shared<VantoPrinterController>(managers.back()));
+        callbacks.push_back(std::make_shared<RecordingCallback>());
+    }
+    auto other =
+        std::async(std::launch::async, [&] { printers[1]->vantoprint(receipt, callbacks[1]); });
+    printers[0]->vantoprint(receipt, callbacks[0]);
+    other.get();
+    for (const auto& callback : callbacks) {
+        ASSERT_TRUE(callback->waitForEvents(2, 30s));
+        EXPECT_EQ(callback->events(), PRINTED);
+    }
+    ASSERT_TRUE(unit->waitForReceipts(2, 10s));
+    const auto expected = composed(*receipt);
+    for (const auto& paper : unit->receipts()) {
+        EXPECT_TRUE(paper.bytes == expected || paper.interleaved)
+            << "receipt " << paper.number << " " << paper.marks() << ", " << paper.bytes.size()
+            << " of " << expected.size() << " bytes";
+    }
+    EXPECT_EQ(unit->snapshot().jobBytesPending, 0u);
 }
 
 // ---- answers the library cannot read ---------------------------------------------------------
