@@ -4,6 +4,10 @@
 // the text file, and keep a bounded record of what was printed. Runs on a thread of its own so
 // that drawing never holds up an answer on the wire.
 
+// A standard header before asio: asio picks its allocator from the standard library's
+// configuration, and a file that reached asio first would pick another one than the rest.
+#include <cstddef>
+
 #include <asio.hpp>
 #include <chrono>
 #include <condition_variable>

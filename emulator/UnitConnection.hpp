@@ -6,6 +6,10 @@
 //
 // Lives on the server's network thread only.
 
+// A standard header before asio: asio picks its allocator from the standard library's
+// configuration, and a file that reached asio first would pick another one than the rest.
+#include <cstddef>
+
 #include <array>
 #include <asio.hpp>
 #include <chrono>

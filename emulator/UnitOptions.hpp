@@ -15,7 +15,6 @@ struct UnitOptions {
     std::string outDir = "out";  // empty: nothing is written to disk
     std::chrono::milliseconds drawerCloseAfter{5000};  // zero: stays open until closeDrawer()
     bool renderReceipts = true;
-    Faults faults;
     // Receipts kept on disk and in memory (older files are deleted); 0 keeps every file, and
     // the newest receipt records in memory.
     std::size_t keep = 0;
@@ -31,6 +30,8 @@ struct UnitOptions {
     std::chrono::milliseconds jobIdleGap{210000};
     // The event log file is renamed to events.1.jsonl and started afresh at this size.
     std::size_t eventLogLimit = 64u << 20;
+    // Last, so that designated initialisers that end with it name every field.
+    Faults faults;
 };
 
 }  // namespace vantoemu

@@ -6,6 +6,10 @@
 // Everything runs on the network thread of the io_context it is given; start() and stop()
 // may be called from any other thread.
 
+// A standard header before asio: asio picks its allocator from the standard library's
+// configuration, and a file that reached asio first would pick another one than the rest.
+#include <cstddef>
+
 #include <asio.hpp>
 #include <atomic>
 #include <chrono>

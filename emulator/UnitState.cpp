@@ -255,22 +255,21 @@ bool UnitState::reply(std::span<const std::uint8_t> request, std::uint64_t conne
 
 void UnitState::finishJobs(std::vector<PrintJob> jobs) {
     for (auto& job : jobs) {
-        int number = 0;
-        JobHandler handler;
+        nlohmann::json fields = {{"bytes", job.bytes.size()},
+                                 {"packets", job.packets},
+                                 {"sender", job.sender},
+                                 {"marks", jobMarks(job.incomplete, job.interleaved)},
+                                 {"notes", job.notes}};
         {
+            // Numbered and handed on under one lock, so that receipts reach paper in number
+            // order whichever thread finished them.
             std::lock_guard lock(mMutex);
-            number = ++mJobCount;
-            handler = mJobHandler;
+            fields["receipt"] = ++mJobCount;
+            if (mJobHandler) {
+                mJobHandler(std::move(job), mJobCount);
+            }
         }
-        mLog.record("job", {{"receipt", number},
-                            {"bytes", job.bytes.size()},
-                            {"packets", job.packets},
-                            {"sender", job.sender},
-                            {"marks", jobMarks(job.incomplete, job.interleaved)},
-                            {"notes", job.notes}});
-        if (handler) {
-            handler(std::move(job), number);
-        }
+        mLog.record("job", std::move(fields));
     }
 }
 

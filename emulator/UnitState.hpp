@@ -6,6 +6,10 @@
 //
 // Thread-safe: frames arrive on the network thread, faults change from any thread.
 
+// A standard header before asio: asio picks its allocator from the standard library's
+// configuration, and a file that reached asio first would pick another one than the rest.
+#include <cstddef>
+
 #include <asio.hpp>
 #include <chrono>
 #include <cstdint>

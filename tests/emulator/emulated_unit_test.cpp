@@ -88,7 +88,8 @@ class EmulatedUnitTest : public ::testing::Test {
     // A fresh unit on a port of its own, writing to `dir`, with the options `change` sets.
     void restart(const std::function<void(UnitOptions&)>& change) {
         unit.reset();
-        UnitOptions options{.port = 0, .outDir = dir.string(), .drawerCloseAfter = 0ms};
+        UnitOptions options{
+            .port = 0, .outDir = dir.string(), .drawerCloseAfter = 0ms, .faults = {}};
         if (change) {
             change(options);
         }
