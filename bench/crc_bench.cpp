@@ -13,6 +13,7 @@
 
 #include "bench/CrcTable.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/CRC.hpp"
+#include "vantoconnect/support/PortablePaths.hpp"
 
 namespace {
 
@@ -37,14 +38,14 @@ void bulk(benchmark::State& state, bool portable) {
         state.SkipWithError("no carry-less multiply on this processor");
         return;
     }
-    CRC::forcePortableBulkPath(portable);
+    vantoconnect::PortablePaths::force(portable);
     const auto& bytes = data();
     for (auto _ : state) {
         CRC crc;
         crc.addToCRC(std::span<const std::int8_t>(bytes));
         benchmark::DoNotOptimize(crc.getLowerByte());
     }
-    CRC::forcePortableBulkPath(false);
+    vantoconnect::PortablePaths::force(false);
     state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * SIZE));
 }
 

@@ -3,7 +3,8 @@
 // written with --benchmark_out. Each figure sits beside two anchors and memcpy of the same
 // bytes: a plain byte-at-a-time codec doing the same work as the product (escaping, check
 // value, frame, result lumps and, for the encoder, the console line), and a loop that only
-// stuffs or unstuffs, which marks how much of the work the escaping alone is.
+// stuffs or unstuffs, which marks how much of the work the escaping alone is. The Portable
+// cases force the portable paths (no block instructions) on the same data.
 
 #include <benchmark/benchmark.h>
 
@@ -20,6 +21,7 @@
 #include "vantoconnect/orbaprotocol/linklayer/LinkDecoder16.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkEncoder.hpp"
 #include "vantoconnect/support/Console.hpp"
+#include "vantoconnect/support/PortablePaths.hpp"
 
 namespace {
 
@@ -206,7 +208,20 @@ LinkEncoder productEncoder() {
     return encoder;
 }
 
-void encode(benchmark::State& state, const Bytes& message) {
+// Forces the portable codec paths for as long as it lives, so the block paths can be measured
+// against them on the same machine.
+struct PortableOnly {
+    explicit PortableOnly(bool portable) { vantoconnect::PortablePaths::force(portable); }
+    ~PortableOnly() { vantoconnect::PortablePaths::force(false); }
+    PortableOnly(const PortableOnly&) = delete;
+    PortableOnly& operator=(const PortableOnly&) = delete;
+};
+
+void encode(benchmark::State& state, const Bytes& message, bool portable = false) {
+    const PortableOnly paths(portable);
+    if (portable) {
+        state.SetLabel("portable paths");
+    }
     LinkEncoder encoder = productEncoder();
     const ByteLump lump(message);
     for (auto _ : state) {
@@ -221,6 +236,12 @@ void BM_Encode(benchmark::State& state) {
 }
 void BM_EncodeDense(benchmark::State& state) {
     encode(state, denseBytes(static_cast<std::size_t>(state.range(0))));
+}
+void BM_EncodePortable(benchmark::State& state) {
+    encode(state, randomBytes(static_cast<std::size_t>(state.range(0)), 2), true);
+}
+void BM_EncodeDensePortable(benchmark::State& state) {
+    encode(state, denseBytes(static_cast<std::size_t>(state.range(0))), true);
 }
 
 void encodePlain(benchmark::State& state, const Bytes& message) {
@@ -291,8 +312,12 @@ Stream frameStream(bool dense) {
     return s;
 }
 
-void decode(benchmark::State& state, bool dense) {
+void decode(benchmark::State& state, bool dense, bool portable = false) {
     const Stream s = frameStream(dense);
+    const PortableOnly paths(portable);
+    if (portable) {
+        state.SetLabel("portable paths");
+    }
     std::size_t frames = 0;
     for (auto _ : state) {
         LinkDecoder16 decoder;
@@ -311,6 +336,12 @@ void BM_Decode(benchmark::State& state) {
 }
 void BM_DecodeDense(benchmark::State& state) {
     decode(state, true);
+}
+void BM_DecodePortable(benchmark::State& state) {
+    decode(state, false, true);
+}
+void BM_DecodeDensePortable(benchmark::State& state) {
+    decode(state, true, true);
 }
 
 void decodePlain(benchmark::State& state, bool dense) {
@@ -397,6 +428,8 @@ BENCHMARK(BM_Encode)->Arg(300)->Arg(1024);
 BENCHMARK(BM_EncodePlainAnchor)->Arg(300)->Arg(1024);
 BENCHMARK(BM_StuffLoop)->Arg(300)->Arg(1024);
 BENCHMARK(BM_EncodeDense)->Arg(1024);
+BENCHMARK(BM_EncodePortable)->Arg(300)->Arg(1024);
+BENCHMARK(BM_EncodeDensePortable)->Arg(1024);
 BENCHMARK(BM_EncodePlainAnchorDense)->Arg(1024);
 BENCHMARK(BM_StuffLoopDense)->Arg(1024);
 BENCHMARK(BM_MemcpyMessage)->Arg(300)->Arg(1024);
@@ -404,6 +437,8 @@ BENCHMARK(BM_Decode);
 BENCHMARK(BM_DecodePlainAnchor);
 BENCHMARK(BM_UnstuffLoop);
 BENCHMARK(BM_DecodeDense);
+BENCHMARK(BM_DecodePortable);
+BENCHMARK(BM_DecodeDensePortable);
 BENCHMARK(BM_DecodePlainAnchorDense);
 BENCHMARK(BM_UnstuffLoopDense);
 BENCHMARK(BM_MemcpyStream);

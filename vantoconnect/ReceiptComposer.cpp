@@ -66,10 +66,14 @@ const Line& as(const VantoReceiptLine& line) {
 }  // namespace
 
 std::vector<Bytes> ReceiptComposer::compose(const VantoReceipt& receipt) {
+    // Held to the cut, so a change the application makes meanwhile lands wholly before or
+    // wholly after this receipt's bytes.
+    const auto lock = VantoReceipt::lockModel();
+    const auto lines = receipt.getLines();
     byteArray.clear();
-    byteArray.reserve(receipt.getLines().size() + 8);
+    byteArray.reserve(lines.size() + 8);
     byteArray.push_back(addHeader(receipt.getHeaderFeed()));
-    for (const auto& line : receipt.getLines()) {
+    for (const auto& line : lines) {
         if (!line) {
             fatalError(fatal::NIL_UNWRAP);
         }

@@ -7,6 +7,9 @@
 // Misuse stops the process (FatalError) rather than printing something else: a feed or hri
 // outside a signed byte, a barcode height past 127 dots, a price line with no room for a space,
 // a line whose class does not match its type, an image with no pixels.
+//
+// compose() holds the receipt model's lock (VantoReceipt::lockModel) for the whole
+// composition, so it may run on the printer's thread while the application calls setters.
 
 #include <array>
 #include <cstdint>

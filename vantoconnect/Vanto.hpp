@@ -89,6 +89,8 @@ class Vanto {
     void disableUSB();
 
   private:
+    friend class VantoProbe;  // lets tests put a printer controller of their own in place
+
     std::shared_ptr<GenericConnectionManager> mPort;
     std::shared_ptr<VantoLedController> vantoLedController;
     std::shared_ptr<VantoPrinterController> vantoPrinterController;

@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "vantoconnect/VantoReceipt.hpp"
 #include "vantoconnect/VantoReceiptLine.hpp"
 
 namespace vantoconnect {
@@ -32,10 +33,22 @@ class VantoReceiptBarcodeLine : public VantoReceiptLine {
                             [[maybe_unused]] double height, std::string data)
         : VantoReceiptBarcodeLine(type, std::move(data)) {}
 
-    void setType(std::int64_t type) { this->type = type; }
-    void setHri(std::int64_t hri) { this->hri = hri; }
-    void setHeight(double height) { this->height = height; }
-    void setData(std::string data) { this->data = std::move(data); }
+    void setType(std::int64_t type) {
+        const auto lock = VantoReceipt::lockModel();
+        this->type = type;
+    }
+    void setHri(std::int64_t hri) {
+        const auto lock = VantoReceipt::lockModel();
+        this->hri = hri;
+    }
+    void setHeight(double height) {
+        const auto lock = VantoReceipt::lockModel();
+        this->height = height;
+    }
+    void setData(std::string data) {
+        const auto lock = VantoReceipt::lockModel();
+        this->data = std::move(data);
+    }
 };
 
 }  // namespace vantoconnect

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "vantoconnect/VantoReceipt.hpp"
 #include "vantoconnect/VantoReceiptLine.hpp"
 
 namespace vantoconnect {
@@ -14,7 +15,10 @@ class VantoReceiptFeedLine : public VantoReceiptLine {
     VantoReceiptFeedLine() { lineType = VantoReceiptLineType::FEED; }
     explicit VantoReceiptFeedLine(std::int64_t lines) : VantoReceiptFeedLine() { setLines(lines); }
 
-    void setLines(std::int64_t lines) { this->lines = lines; }
+    void setLines(std::int64_t lines) {
+        const auto lock = VantoReceipt::lockModel();
+        this->lines = lines;
+    }
 };
 
 }  // namespace vantoconnect

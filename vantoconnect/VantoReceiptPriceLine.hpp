@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "vantoconnect/VantoReceipt.hpp"
 #include "vantoconnect/VantoReceiptLine.hpp"
 
 namespace vantoconnect {
@@ -27,10 +28,12 @@ class VantoReceiptPriceLine : public VantoReceiptLine {
     }
 
     void setLeftText(std::string leftText, std::int64_t style) {
+        const auto lock = VantoReceipt::lockModel();
         this->leftText = std::move(leftText);
         leftStyle = style;
     }
     void setRightText(std::string rightText, std::int64_t style) {
+        const auto lock = VantoReceipt::lockModel();
         this->rightText = std::move(rightText);
         rightStyle = style;
     }

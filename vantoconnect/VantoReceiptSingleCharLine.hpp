@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "vantoconnect/VantoReceipt.hpp"
 #include "vantoconnect/VantoReceiptLine.hpp"
 #include "vantoconnect/support/Character.hpp"
 
@@ -20,7 +21,10 @@ class VantoReceiptSingleCharLine : public VantoReceiptLine {
         setChar(std::move(chr));
     }
 
-    void setChar(Character chr) { this->chr = std::move(chr); }
+    void setChar(Character chr) {
+        const auto lock = VantoReceipt::lockModel();
+        this->chr = std::move(chr);
+    }
 };
 
 }  // namespace vantoconnect

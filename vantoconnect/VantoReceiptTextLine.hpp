@@ -4,6 +4,7 @@
 #include <string>
 #include <utility>
 
+#include "vantoconnect/VantoReceipt.hpp"
 #include "vantoconnect/VantoReceiptLine.hpp"
 
 namespace vantoconnect {
@@ -25,6 +26,7 @@ class VantoReceiptTextLine : public VantoReceiptLine {
     }
 
     void setText(std::string text, std::int64_t style, std::int64_t size, std::int64_t position) {
+        const auto lock = VantoReceipt::lockModel();
         this->text = std::move(text);
         this->style = style;
         this->size = size;

@@ -51,49 +51,12 @@ std::int64_t toInt64Checked(double value) {
     return static_cast<std::int64_t>(value);
 }
 
-std::int64_t addChecked(std::int64_t a, std::int64_t b) {
-    std::int64_t result = 0;
-    if (__builtin_add_overflow(a, b, &result)) {
-        fatalError(fatal::ARITHMETIC_OVERFLOW);
-    }
-    return result;
-}
-
-std::int64_t subtractChecked(std::int64_t a, std::int64_t b) {
-    std::int64_t result = 0;
-    if (__builtin_sub_overflow(a, b, &result)) {
-        fatalError(fatal::ARITHMETIC_OVERFLOW);
-    }
-    return result;
-}
-
-std::int64_t multiplyChecked(std::int64_t a, std::int64_t b) {
-    std::int64_t result = 0;
-    if (__builtin_mul_overflow(a, b, &result)) {
-        fatalError(fatal::ARITHMETIC_OVERFLOW);
-    }
-    return result;
-}
-
 std::int64_t shiftLeftChecked(std::int64_t value, std::int64_t amount) {
     if (amount < 0 || amount >= 64) {
         fatalError(fatal::OVERWIDE_SHIFT);
     }
     // Shift the bit pattern: bits pushed out at the top are lost, as a fixed-width shift does.
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(value) << amount);
-}
-
-void requireRange(std::int64_t lower, std::int64_t upper) {
-    if (upper < lower) {
-        fatalError(fatal::EMPTY_RANGE);
-    }
-}
-
-std::size_t requireCount(std::int64_t count) {
-    if (count < 0) {
-        fatalError(fatal::NEGATIVE_COUNT);
-    }
-    return static_cast<std::size_t>(count);
 }
 
 }  // namespace vantoconnect

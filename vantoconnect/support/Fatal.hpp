@@ -53,19 +53,47 @@ std::uint8_t toUInt8Checked(std::int64_t value);
 // Truncation toward zero of a double into a 64-bit integer, with the runtime's three messages.
 std::int64_t toInt64Checked(double value);
 
-// Overflow-checked arithmetic on 64-bit integers.
-std::int64_t addChecked(std::int64_t a, std::int64_t b);
-std::int64_t subtractChecked(std::int64_t a, std::int64_t b);
-std::int64_t multiplyChecked(std::int64_t a, std::int64_t b);
+// Overflow-checked arithmetic on 64-bit integers. Inline, as they sit on hot paths; only the
+// stop is out of line.
+inline std::int64_t addChecked(std::int64_t a, std::int64_t b) {
+    std::int64_t result = 0;
+    if (__builtin_add_overflow(a, b, &result)) [[unlikely]] {
+        fatalError(fatal::ARITHMETIC_OVERFLOW);
+    }
+    return result;
+}
+inline std::int64_t subtractChecked(std::int64_t a, std::int64_t b) {
+    std::int64_t result = 0;
+    if (__builtin_sub_overflow(a, b, &result)) [[unlikely]] {
+        fatalError(fatal::ARITHMETIC_OVERFLOW);
+    }
+    return result;
+}
+inline std::int64_t multiplyChecked(std::int64_t a, std::int64_t b) {
+    std::int64_t result = 0;
+    if (__builtin_mul_overflow(a, b, &result)) [[unlikely]] {
+        fatalError(fatal::ARITHMETIC_OVERFLOW);
+    }
+    return result;
+}
 
 // value << amount on a 64-bit integer; an amount of 64 or more stops, as does a negative one.
 std::int64_t shiftLeftChecked(std::int64_t value, std::int64_t amount);
 
 // A closed range lower...upper must not be empty.
-void requireRange(std::int64_t lower, std::int64_t upper);
+inline void requireRange(std::int64_t lower, std::int64_t upper) {
+    if (upper < lower) [[unlikely]] {
+        fatalError(fatal::EMPTY_RANGE);
+    }
+}
 
 // A count used to make an array must not be negative.
-std::size_t requireCount(std::int64_t count);
+inline std::size_t requireCount(std::int64_t count) {
+    if (count < 0) [[unlikely]] {
+        fatalError(fatal::NEGATIVE_COUNT);
+    }
+    return static_cast<std::size_t>(count);
+}
 
 // The index must lie in [0, size).
 inline std::size_t checkedIndex(std::int64_t index, std::size_t size) {

@@ -19,6 +19,12 @@ class TCPClient : public Socket {
 
     // timeout in whole seconds. -1 queryFailed, -2 connectionClosed, -3 connectionTimeout,
     // anything else unknownError (a refused connection among them).
+    //
+    // The wait uses select(), which cannot watch a descriptor of 1024 (FD_SETSIZE) or above.
+    // When the new socket gets such a descriptor it is closed again before any connection is
+    // tried, and connect fails with connectionClosed. A process that holds that many
+    // descriptors (exchanges that leave their socket open add up) can connect again only once
+    // a lower one is free.
     Result connect(std::int64_t timeout);
     // Harmless when there is nothing to close.
     void close();
@@ -28,7 +34,8 @@ class TCPClient : public Socket {
     Result send(const std::string& string);
 
     // At most length bytes from one read. A timeout of 0 or less waits without limit. Absent
-    // when not connected, at end of stream, on error or on time-out. A length or time-out that
+    // when not connected, at end of stream, on error or on time-out, and, with a time-out, on
+    // a descriptor of 1024 or above, which select() cannot watch. A length or time-out that
     // does not fit 32 bits, or a negative length, is fatal.
     std::optional<UBytes> read(std::int64_t length, std::int64_t timeout = -1);
 };

@@ -4,8 +4,11 @@
 /* The TCP half of the C-level socket layer: the only code (with yudpsocket.c) that touches the
  * socket API. Failures are small negative integers; the object level turns them into results.
  *
- *   ytcpsocket_connect: descriptor, or -1 name not resolved, -2 select failed, -3 timed out,
- *                       -4 connect refused or failed
+ *   ytcpsocket_connect: descriptor, or -1 name not resolved, -2 select failed or the new
+ *                       descriptor is FD_SETSIZE (1024) or above, which select cannot take
+ *                       (closed again, nothing is sent), -3 timed out, -4 connect refused or
+ *                       failed
+ *   ytcpsocket_pull:    with a time-out, -1 for a descriptor select cannot take
  *   ytcpsocket_listen:  descriptor, or -1 bind failed, -2 listen failed
  *   ytcpsocket_accept:  descriptor, or -1
  */

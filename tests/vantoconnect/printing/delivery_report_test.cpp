@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tests/support/ConsoleCapture.hpp"
+#include "tests/support/QuickPrinterQueue.hpp"
 #include "tests/support/RecordingCallback.hpp"
 #include "tests/vantoconnect/devices/DeviceTestSupport.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
@@ -55,19 +56,11 @@ class ThrowingStatusPrinter : public VantoPrinterController {
 
 class DeliveryReportTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        PrinterQueue::setTimerIntervalScale(0.01);
-        ASSERT_TRUE(PrinterQueue::resetForTesting());
-    }
-    void TearDown() override {
-        EXPECT_TRUE(PrinterQueue::resetForTesting());
-        PrinterQueue::setTimerIntervalScale(1.0);
-    }
-
     ConsoleCapture console;
     FakeUnit unit;
     std::shared_ptr<QuickConnectionManager> manager = managerFor(unit.port());
     PrinterQueue queue{std::make_shared<VantoPrinterController>(manager)};
+    QuickPrinterQueue quick;
 };
 
 TEST_F(DeliveryReportTest, EveryPacketLandsInExactlyOneCount) {

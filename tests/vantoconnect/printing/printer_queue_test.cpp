@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tests/support/ConsoleCapture.hpp"
+#include "tests/support/QuickPrinterQueue.hpp"
 #include "tests/support/RecordingCallback.hpp"
 #include "tests/vantoconnect/devices/DeviceTestSupport.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
@@ -46,16 +47,6 @@ class UnreachablePrinter : public VantoPrinterController {
 
 class PrinterQueueTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        // 0.1 s and 2.0 s become 1 ms and 20 ms.
-        PrinterQueue::setTimerIntervalScale(0.01);
-        ASSERT_TRUE(PrinterQueue::resetForTesting());
-    }
-    void TearDown() override {
-        EXPECT_TRUE(PrinterQueue::resetForTesting());
-        PrinterQueue::setTimerIntervalScale(1.0);
-    }
-
     // The events of a receipt queued now, once `count` of them have come and the queue is idle.
     Events print(const std::string& text, std::size_t count) {
         auto callback = std::make_shared<RecordingCallback>();
@@ -69,6 +60,7 @@ class PrinterQueueTest : public ::testing::Test {
     FakeUnit unit;
     std::shared_ptr<QuickConnectionManager> manager = managerFor(unit.port());
     PrinterQueue queue{std::make_shared<VantoPrinterController>(manager)};
+    QuickPrinterQueue quick;
 };
 
 TEST_F(PrinterQueueTest, ReceiptPrintsEndToEndAndReportsStartThenCompletion) {

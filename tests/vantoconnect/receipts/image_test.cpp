@@ -146,34 +146,77 @@ Image testPicture(int width, int height, unsigned seed) {
     return Image::fromRGBA(width, height, rgba);
 }
 
+// Colours within a few steps of mid grey in every channel, each channel on its own, with
+// steps and single-pixel spikes: nearly every output pixel lands close to the dot threshold,
+// where a resampler that is merely close would print different dots.
+Image nearThreshold(int width, int height, unsigned seed) {
+    std::mt19937 random(seed);
+    std::vector<std::uint8_t> rgba;
+    for (int i = 0; i < width * height; ++i) {
+        const int x = i % width, y = i / width;
+        const int step = ((x / 9 + y / 4) % 2 == 0) ? 3 : -3;
+        Rgba p{};
+        for (std::size_t c = 0; c < 3; ++c) {
+            const int spike = random() % 23 == 0 ? 60 : 0;
+            p[c] = static_cast<std::uint8_t>(127 + step + static_cast<int>(random() % 7) - 3 +
+                                             (c == 1 ? -spike : spike));
+        }
+        p[3] = 255;
+        rgba.insert(rgba.end(), p.begin(), p.end());
+    }
+    return Image::fromRGBA(width, height, rgba);
+}
+
+double luminance(const std::uint8_t* p) {
+    return 0.299 * p[0] + 0.587 * p[1] + 0.114 * p[2];
+}
+
+// Every channel within 1 of the reference, and so the same dot wherever the reference's
+// luminance is 2 or more away from the threshold: a channel off by one moves luminance by at
+// most one, so only those nearer than 2 may print differently.
 TEST(Lanczos, MatchesTheReferenceOnManySizes) {
-    const auto dot = [](const std::uint8_t* p) {
-        return static_cast<int>(0.299 * p[0] + 0.587 * p[1] + 0.114 * p[2]) < 127;
-    };
     const std::pair<int, int> sizes[] = {{1, 1},     {1, 2},     {3, 4},     {17, 5},   {100, 33},
                                          {287, 61},  {288, 24},  {289, 50},  {575, 90}, {576, 25},
                                          {577, 130}, {1000, 37}, {4000, 120}};
     unsigned seed = 1;
+    std::size_t nearPixels = 0, nearWithin8 = 0;
     for (const auto& [width, height] : sizes) {
-        SCOPED_TRACE(::testing::Message() << width << " x " << height);
-        const Image picture = testPicture(width, height, seed++);
-        const int scaled = std::max(1, (2 * height * 576 + width) / (2 * width));
-        const Image mine = picture.resizedLanczos3(288, scaled);
-        ASSERT_EQ(mine.width(), 288);
-        ASSERT_EQ(mine.height(), scaled);
-        const std::vector<std::uint8_t> reference = referenceResize(picture, 288, scaled);
-        std::size_t differentDots = 0;
-        int worst = 0;
-        for (std::size_t i = 0; i < reference.size(); i += 4) {
-            differentDots += dot(&reference[i]) != dot(&mine.rgba()[i]) ? 1 : 0;
-            for (std::size_t c = 0; c < 4; ++c) {
-                worst = std::max(worst, std::abs(reference[i + c] - mine.rgba()[i + c]));
+        for (const bool near : {false, true}) {
+            SCOPED_TRACE(::testing::Message()
+                         << width << " x " << height << (near ? ", near the threshold" : ""));
+            const Image picture =
+                near ? nearThreshold(width, height, seed++) : testPicture(width, height, seed++);
+            const int scaled = std::max(1, (2 * height * 576 + width) / (2 * width));
+            const Image mine = picture.resizedLanczos3(288, scaled);
+            ASSERT_EQ(mine.width(), 288);
+            ASSERT_EQ(mine.height(), scaled);
+            const std::vector<std::uint8_t> reference = referenceResize(picture, 288, scaled);
+            ASSERT_EQ(mine.rgba().size(), reference.size());
+            std::size_t channelsOff = 0, dotsOff = 0;
+            for (std::size_t i = 0; i < reference.size(); i += 4) {
+                for (std::size_t c = 0; c < 4; ++c) {
+                    channelsOff += std::abs(reference[i + c] - mine.rgba()[i + c]) > 1 ? 1 : 0;
+                }
+                const double level = luminance(&reference[i]);
+                if (std::abs(level - 127) >= 2) {
+                    const bool referenceDot = static_cast<int>(level) < 127;
+                    const bool myDot = static_cast<int>(luminance(&mine.rgba()[i])) < 127;
+                    dotsOff += referenceDot != myDot ? 1 : 0;
+                }
+            }
+            EXPECT_EQ(channelsOff, 0u);
+            EXPECT_EQ(dotsOff, 0u);
+            if (near) {
+                for (std::size_t i = 0; i < reference.size(); i += 4) {
+                    nearPixels += 1;
+                    nearWithin8 += std::abs(luminance(&reference[i]) - 127) < 8 ? 1 : 0;
+                }
             }
         }
-        EXPECT_LT(static_cast<double>(differentDots) / static_cast<double>(reference.size() / 4),
-                  0.005);
-        EXPECT_LE(worst, 1);
     }
+    // The near pictures must really test the threshold: most of their pixels sit within 8 of
+    // it (a tiny picture may be all spike), so a luminance error of a few steps would show.
+    EXPECT_GT(nearWithin8 * 2, nearPixels);
     EXPECT_THROW(testPicture(3, 3, 0).resizedLanczos3(0, 5), Image::Error);
 }
 
@@ -216,11 +259,19 @@ TEST(Raster, BandsOf288ColumnsPaddedWithBlankRowsThresholdBitOrderAndNoPixels) {
               (std::vector<Bytes>{band(0xFF, 0xFF, 0xFF), band(0x80, 0x00, 0x00)}));
     EXPECT_EQ(console.lines(), (std::vector<std::string>{"width : 288 pixels", "height: 25 pixels",
                                                          "bits per pixel: 32"}));
+    // Luminance is 0.299 red + 0.587 green + 0.114 blue, truncated. Each weight is told apart:
+    // swapping any two of them flips at least one of the four colours in the middle, and the
+    // last two sit within 0.3 of the threshold, where rounder weights land on the other side.
     const std::pair<Rgba, bool> cases[] = {
         {{127, 127, 127, 255}, true},  // 126.99... truncates to 126
-        {{128, 128, 128, 255}, false}, {kWhite, false}, {{0, 0, 255, 255}, true},  // blue is dark
-        {{0, 255, 0, 255}, false},                                                 // green is light
-        {{255, 255, 255, 0}, true},  // premultiplied: fully transparent white is black, and prints
+        {{128, 128, 128, 255}, false}, {kWhite, false},
+        {{200, 100, 0, 255}, true},   // 118.5; red and green swapped: 147.3
+        {{255, 100, 0, 255}, false},  // 134.9; red and blue swapped: 87.8
+        {{0, 255, 0, 255}, false},    // 149.7; green and blue or red swapped: 29.1 or 76.2
+        {{0, 0, 255, 255}, true},     // 29.1; green and blue swapped: 149.7
+        {{255, 86, 0, 255}, true},    // 126.73; 0.3 and 0.59 would give 127.24
+        {{0, 167, 255, 255}, false},  // 127.10; 0.11 for blue would give 126.08
+        {{255, 255, 255, 0}, true},   // premultiplied: fully transparent white is black, and prints
     };
     for (const auto& [colour, prints] : cases) {
         EXPECT_EQ(bands(flat(kWide, 24, colour)),

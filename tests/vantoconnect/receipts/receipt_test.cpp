@@ -2,9 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <memory>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "vantoconnect/ReceiptComposer.hpp"
 #include "vantoconnect/VantoReceipt.hpp"
@@ -104,6 +107,67 @@ TEST(ReceiptFrame, FeedsAndCutAroundTheLinesAsTheyAreWhenComposedFromAFreshState
     EXPECT_THAT([&] { composer.compose(receipt); }, fatal);
     receipt.setFooterFeed(127);
     EXPECT_NO_THROW(composer.compose(receipt));
+}
+
+// The printer's thread composes while the application goes on changing the receipt and a line
+// it holds. Under the race checker (make tsan) any unguarded access fails the run; everywhere,
+// each composition must be one state of the receipt: the header and footer feeds, changed
+// together under the model's lock, always match, the text is one of the two whole texts, and
+// the lines seen only ever grow.
+TEST(ReceiptModelLock, CompositionOnAnotherThreadSeesOneWholeStateOfTheReceipt) {
+    auto receipt = std::make_shared<VantoReceipt>();
+    auto text = std::make_shared<VantoReceiptTextLine>("aaaa", 0, 0, 0);
+    auto left = std::make_shared<VantoReceiptPriceLine>("x", 0, "1", 0);
+    receipt->addLine(text);
+    receipt->addLine(left);
+    receipt->setFooterFeed(0);  // as the header, so the two match from the start
+    std::atomic<bool> done{false};
+    std::thread app([&] {
+        for (int k = 0; k < 400; ++k) {
+            text->setText(k % 2 == 0 ? "bbbbbbbb" : "aaaa", k % 16, 0, k % 3);
+            left->setRightText(std::to_string(k), 0);
+            {
+                const auto lock = VantoReceipt::lockModel();
+                receipt->setHeaderFeed(k % 100);
+                receipt->setFooterFeed(k % 100);
+            }
+            receipt->setCutType(k % 2);
+            if (k % 8 == 0) {
+                receipt->addLine(std::make_shared<VantoReceiptFeedLine>(1));
+            }
+            std::this_thread::yield();
+        }
+        done = true;
+    });
+    ReceiptComposer composer;
+    std::size_t seen = 0;
+    int compositions = 0;
+    while (!done.load() || compositions < 2) {
+        const std::vector<Bytes> groups = composer.compose(*receipt);
+        ++compositions;
+        ASSERT_GE(groups.size(), 5u);
+        EXPECT_EQ(groups.front(), groups[groups.size() - 2]) << "header and footer feeds";
+        const std::string printed(groups[1].begin(), groups[1].end());
+        EXPECT_NE(printed.find("aaaa") != std::string::npos,
+                  printed.find("bbbbbbbb") != std::string::npos)
+            << printed;
+        EXPECT_GE(groups.size(), seen);
+        seen = groups.size();
+    }
+    app.join();
+    // What the application added last is all there once it has stopped.
+    EXPECT_EQ(composer.compose(*receipt).size(), 1u + 2u + 50u + 2u);
+}
+
+// getLines hands out the list as it is: later additions do not reach a list already taken.
+TEST(ReceiptModelLock, LinesAreHandedOutAsACopy) {
+    VantoReceipt receipt;
+    receipt.addLine(feed(1));
+    const auto lines = receipt.getLines();
+    receipt.addLine(feed(2));
+    EXPECT_EQ(lines.size(), 1u);
+    EXPECT_EQ(receipt.getLines().size(), 2u);
+    EXPECT_EQ(receipt.getLines().front(), lines.front());
 }
 
 TEST(ComposedLines, GiveExactlyTheseGroupsOrStop) {

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "vantoconnect/support/Fatal.hpp"
+#include "vantoconnect/support/PortablePaths.hpp"
 
 #if defined(__x86_64__) || defined(__i386__)
 #include <immintrin.h>
@@ -86,8 +87,8 @@ ByteLump::ByteLump(const Bytes& b, std::int64_t startix, std::int64_t l) {
     copyFrom(b, startix, l);
 }
 
-ByteLump::ByteLump(const ByteLump& b) {
-    copyFrom(b.payload, 0, b.sizeInBytes);
+ByteLump ByteLump::copyOf(const ByteLump& b) {
+    return ByteLump(b.payload, 0, b.sizeInBytes);
 }
 
 ByteLump::ByteLump(std::int64_t i) : payload(requireCount(i), 0), sizeInBytes(i) {}
@@ -142,25 +143,25 @@ ByteLump::~ByteLump() = default;
 
 void ByteLump::copyFrom(const Bytes& b, std::int64_t startix, std::int64_t l) {
     sizeInBytes = l;
-    const std::size_t count = requireCount(l);
+    requireCount(l);
     // The copy is over the closed range 0 ... l-1, so nothing to copy is an error too.
-    requireRange(0, l - 1);
-    const std::int64_t end = addChecked(startix, l);
-    if (startix >= 0 && static_cast<std::uint64_t>(end) <= b.size()) {
-        payload.assign(b.begin() + startix, b.begin() + end);
-        return;
+    requireRange(0, subtractChecked(l, 1));
+    // Compared without forming startix + l, which may not fit: the copy reads b[startix + k]
+    // from k = 0 up, so a start or an end outside b stops at a read, not at a sum.
+    const auto size = static_cast<std::int64_t>(b.size());
+    if (startix < 0 || startix > size || l > size - startix) {
+        fatalError(fatal::INDEX_OUT_OF_RANGE);
     }
-    payload.assign(count, 0);
-    for (std::int64_t k = 0; k < l; ++k) {
-        payload[static_cast<std::size_t>(k)] = checkedAt(b, startix + k);
-    }
+    payload.assign(b.begin() + startix, b.begin() + startix + l);
 }
 
 Bytes ByteLump::toByteArray() const {
-    Bytes out(requireCount(sizeInBytes), 0);
-    if (out.size() > payload.size()) {
+    // A count past the payload stops at its first missing byte; checking before the array is
+    // made keeps a huge count from asking for memory it would never fill.
+    if (requireCount(sizeInBytes) > payload.size()) {
         checkedIndex(static_cast<std::int64_t>(payload.size()), payload.size());
     }
+    Bytes out(static_cast<std::size_t>(sizeInBytes), 0);
     if (!out.empty()) {
         std::memcpy(out.data(), payload.data(), out.size());
     }
@@ -189,7 +190,7 @@ void ByteLump::appendDump(std::string& out) const {
     const std::int8_t* bytes = payload.data();
     std::size_t k = 0;
 #ifdef VANTO_DUMP_HAVE_SHUFFLE
-    if (DUMP_SHUFFLE_AVAILABLE) {
+    if (DUMP_SHUFFLE_AVAILABLE && !PortablePaths::forced()) {
         k = dumpBlocks(bytes, available, p);
         p += 3 * k;
     }

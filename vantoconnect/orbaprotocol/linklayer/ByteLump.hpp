@@ -25,15 +25,22 @@ class ByteLump {
     explicit ByteLump(const Bytes& b);
     // A copy of l bytes of b from startix; l = 0 stops the process.
     ByteLump(const Bytes& b, std::int64_t startix, std::int64_t l);
-    // A deep copy of the first sizeInBytes bytes of the other lump.
-    ByteLump(const ByteLump& b);
     // i zero bytes, to be filled in afterwards.
     explicit ByteLump(std::int64_t i);
     // Parses text in which a backslash and two hex digits stand for one byte, and two
     // backslashes for one backslash: "AB\0D" gives 41 42 0d.
     explicit ByteLump(std::string_view s);
 
-    ByteLump& operator=(const ByteLump& other) = default;
+    // A fresh lump of the first sizeInBytes bytes of b, with the checks of the (b, startix, l)
+    // form: an empty lump, or a count past the end of b's payload, stops the process. Plain
+    // copies (containers growing, values returned) copy both fields as they stand and never
+    // stop; this is the form to use where a lump is deliberately duplicated.
+    static ByteLump copyOf(const ByteLump& b);
+
+    ByteLump(const ByteLump&) = default;
+    ByteLump(ByteLump&&) noexcept = default;
+    ByteLump& operator=(const ByteLump&) = default;
+    ByteLump& operator=(ByteLump&&) noexcept = default;
     virtual ~ByteLump();
 
     Bytes toByteArray() const;

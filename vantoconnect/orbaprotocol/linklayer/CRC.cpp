@@ -1,8 +1,9 @@
 #include "vantoconnect/orbaprotocol/linklayer/CRC.hpp"
 
 #include <array>
-#include <atomic>
 #include <cstring>
+
+#include "vantoconnect/support/PortablePaths.hpp"
 
 #if defined(__x86_64__) || defined(__i386__)
 #include <immintrin.h>
@@ -182,8 +183,6 @@ const bool CARRYLESS_AVAILABLE =
 const bool CARRYLESS_AVAILABLE = false;
 #endif
 
-std::atomic<bool> portableForced{false};
-
 }  // namespace
 
 CRC::CRC() = default;
@@ -207,8 +206,7 @@ void CRC::addToCRC(std::span<const std::int8_t> bytes) {
     const std::size_t n = bytes.size();
     auto crc = static_cast<std::uint16_t>(currentValue);
 #ifdef VANTO_CRC_HAVE_CLMUL
-    if (n >= CLMUL_MIN_BYTES && CARRYLESS_AVAILABLE &&
-        !portableForced.load(std::memory_order_relaxed)) {
+    if (n >= CLMUL_MIN_BYTES && CARRYLESS_AVAILABLE && !PortablePaths::forced()) {
         crc = carrylessBulk(crc, p, n);
     } else {
         crc = portableBulk(crc, p, n);
@@ -217,32 +215,6 @@ void CRC::addToCRC(std::span<const std::int8_t> bytes) {
     crc = portableBulk(crc, p, n);
 #endif
     currentValue = static_cast<std::int16_t>(crc);
-}
-
-std::int8_t CRC::getUpperByte() const {
-    return static_cast<std::int8_t>(static_cast<std::uint16_t>(currentValue) >> 8);
-}
-
-std::int8_t CRC::getLowerByte() const {
-    return static_cast<std::int8_t>(currentValue & 0xFF);
-}
-
-void CRC::setUpperByte(std::int8_t b) {
-    const std::int64_t v = (currentValue & lsbMask) | (((b & lsbMask) << 8) & msbMask);
-    currentValue = static_cast<std::int16_t>(static_cast<std::uint16_t>(v & 0xFFFF));
-}
-
-void CRC::setLowerByte(std::int8_t b) {
-    const std::int64_t v = (currentValue & msbMask) | (b & lsbMask);
-    currentValue = static_cast<std::int16_t>(static_cast<std::uint16_t>(v & 0xFFFF));
-}
-
-bool CRC::equals(const CRC& c) const {
-    return currentValue == c.currentValue;
-}
-
-void CRC::forcePortableBulkPath(bool portable) {
-    portableForced.store(portable, std::memory_order_relaxed);
 }
 
 bool CRC::carrylessBulkPathAvailable() {

@@ -25,17 +25,24 @@ class CRC {
     // Feeds a run of bytes; the result is the same as feeding them one at a time.
     void addToCRC(std::span<const std::int8_t> bytes);
 
-    std::int8_t getUpperByte() const;
-    std::int8_t getLowerByte() const;
+    std::int8_t getUpperByte() const {
+        return static_cast<std::int8_t>(static_cast<std::uint16_t>(currentValue) >> 8);
+    }
+    std::int8_t getLowerByte() const { return static_cast<std::int8_t>(currentValue & 0xFF); }
     // Each setter replaces one byte of the value and keeps the other, so a pair of calls
-    // overwrites the whole value without a reset.
-    void setUpperByte(std::int8_t b);
-    void setLowerByte(std::int8_t b);
-    bool equals(const CRC& c) const;
+    // overwrites the whole value without a reset. The masked result keeps its low 16 bits.
+    void setUpperByte(std::int8_t b) {
+        const std::int64_t v = (currentValue & lsbMask) | (((b & lsbMask) << 8) & msbMask);
+        currentValue = static_cast<std::int16_t>(static_cast<std::uint16_t>(v & 0xFFFF));
+    }
+    void setLowerByte(std::int8_t b) {
+        const std::int64_t v = (currentValue & msbMask) | (b & lsbMask);
+        currentValue = static_cast<std::int16_t>(static_cast<std::uint16_t>(v & 0xFFFF));
+    }
+    bool equals(const CRC& c) const { return currentValue == c.currentValue; }
 
-    // The bulk overload picks a carry-less multiply fold when the processor has one; tests and
-    // benchmarks pin the table path with this to measure or check it on its own.
-    static void forcePortableBulkPath(bool portable);
+    // The bulk overload picks a carry-less multiply fold when the processor has one and the
+    // portable paths are not forced (PortablePaths), the table otherwise.
     static bool carrylessBulkPathAvailable();
 
   private:

@@ -10,8 +10,9 @@
 
 #include "vantoconnect/support/Console.hpp"
 #include "vantoconnect/support/Fatal.hpp"
+#include "vantoconnect/support/PortablePaths.hpp"
 
-#if defined(__SSE2__)
+#if defined(__x86_64__)
 #include <immintrin.h>
 #endif
 
@@ -33,9 +34,12 @@ inline bool isFramingByte(std::int8_t b) {
     return b == CRC::STX || b == CRC::DLE;
 }
 
-#if defined(__SSE2__)
+#if defined(__x86_64__)
+#define VANTO_DECODER_BLOCKS 1
+#define VANTO_BLOCK_TARGET __attribute__((target("ssse3,popcnt,pclmul,sse4.1")))
+
 // One bit per start or escape byte among the sixteen in v.
-inline unsigned framingMask(__m128i v) {
+VANTO_BLOCK_TARGET inline unsigned framingMask(__m128i v) {
     return static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(
         _mm_cmpeq_epi8(v, _mm_set1_epi8(CRC::STX)), _mm_cmpeq_epi8(v, _mm_set1_epi8(CRC::DLE)))));
 }
@@ -56,47 +60,287 @@ constexpr CompactTable makeCompactTable() {
 }
 constexpr CompactTable COMPACT = makeCompactTable();
 
-struct Unstuffed {
-    std::size_t consumed = 0;
-    std::size_t produced = 0;
-};
+// ---- the frame's check value, kept while the data is copied ---------------------------------
+//
+// The message bytes so far, first byte highest, form a polynomial M over GF(2); the check value
+// of the frame is M * x^16 mod P. The decoder keeps a 128-bit A congruent to M modulo P and
+// appends s new bytes S as A * x^(8s) + S, multiplying the two 64-bit halves of A by
+// x^(8s + 64) and x^(8s) reduced modulo P. The bytes come from the registers that copy them
+// into the canvas, so none is read back when the frame ends.
 
-#define VANTO_UNSTUFF_TARGET __attribute__((target("ssse3,popcnt")))
+constexpr std::uint32_t POLY = 0x1021;
 
-// Unescapes one block of sixteen wire bytes into at most sixteen message bytes at out, which
-// must have room for sixteen. Takes nothing (consumed 0) when the block holds a start byte or
-// two escapes in a row, which the state machine reports, or when it would produce more than
-// wanted bytes. An escape in the last position is left for the next block with its partner.
-VANTO_UNSTUFF_TARGET Unstuffed unstuffBlock(const std::int8_t* in, std::int8_t* out,
-                                            std::int64_t wanted) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
-    const __m128i dle = _mm_cmpeq_epi8(v, _mm_set1_epi8(CRC::DLE));
-    const auto escapes = static_cast<unsigned>(_mm_movemask_epi8(dle));
-    const int starts = _mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_set1_epi8(CRC::STX)));
-    if (starts != 0 || (escapes & (escapes << 1)) != 0) {
-        return {};
+// x^n mod P.
+constexpr std::uint64_t xPowerModPoly(unsigned n) {
+    std::uint32_t r = 1;
+    for (unsigned i = 0; i < n; ++i) {
+        r <<= 1;
+        if (r & 0x10000) {
+            r ^= 0x10000 | POLY;
+        }
     }
-    const std::size_t consumed = (escapes & 0x8000) != 0 ? 15 : 16;
-    const unsigned kept = ~escapes & ((1u << consumed) - 1);
-    const auto low = static_cast<std::size_t>(__builtin_popcount(kept & 0xFF));
-    const std::size_t produced = low + static_cast<std::size_t>(__builtin_popcount(kept >> 8));
-    if (static_cast<std::int64_t>(produced) > wanted) {
-        return {};
-    }
-    // Each byte after an escape loses the escape's bit 6 flip.
-    const __m128i x =
-        _mm_xor_si128(v, _mm_and_si128(_mm_slli_si128(dle, 1), _mm_set1_epi8(CRC::BIT6)));
-    const __m128i lowShuffle =
-        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(COMPACT[kept & 0xFF].data()));
-    const __m128i highShuffle =
-        _mm_add_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(COMPACT[kept >> 8].data())),
-                     _mm_set1_epi8(8));
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_shuffle_epi8(x, lowShuffle));
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + low), _mm_shuffle_epi8(x, highShuffle));
-    return {consumed, produced};
+    return r;
 }
 
-const bool SHUFFLE_AVAILABLE = __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("popcnt");
+struct alignas(16) Lane16 {
+    std::uint64_t low;
+    std::uint64_t high;
+};
+
+// STEP[s]: the multipliers that move A on by s bytes (low half x^(8s), high half x^(8s+64)).
+constexpr std::array<Lane16, 17> makeSteps() {
+    std::array<Lane16, 17> t{};
+    for (unsigned s = 1; s <= 16; ++s) {
+        t[s] = {xPowerModPoly(8 * s), xPowerModPoly(8 * s + 64)};
+    }
+    return t;
+}
+constexpr std::array<Lane16, 17> STEP = makeSteps();
+
+// ORDER[s]: the shuffle that turns the first s bytes of a register into an s-byte number,
+// first byte highest, with zeros above.
+struct alignas(16) Shuffle16 {
+    std::int8_t lane[16];
+};
+constexpr std::array<Shuffle16, 17> makeOrders() {
+    std::array<Shuffle16, 17> t{};
+    for (int s = 0; s <= 16; ++s) {
+        for (int j = 0; j < 16; ++j) {
+            t[static_cast<std::size_t>(s)].lane[j] =
+                static_cast<std::int8_t>(j < s ? s - 1 - j : -1);
+        }
+    }
+    return t;
+}
+constexpr std::array<Shuffle16, 17> ORDER = makeOrders();
+
+// A := A * x^(8s) + (the first s bytes of bytes), for s of 1 to 16.
+VANTO_BLOCK_TARGET inline __m128i appendToCheck(__m128i a, __m128i bytes, unsigned s) {
+    const __m128i step = _mm_load_si128(reinterpret_cast<const __m128i*>(&STEP[s]));
+    const __m128i order = _mm_load_si128(reinterpret_cast<const __m128i*>(&ORDER[s]));
+    return _mm_xor_si128(
+        _mm_xor_si128(_mm_clmulepi64_si128(a, step, 0x00), _mm_clmulepi64_si128(a, step, 0x11)),
+        _mm_shuffle_epi8(bytes, order));
+}
+
+// a * x^d for the d whose multipliers k holds, reduced to below 2^80.
+VANTO_BLOCK_TARGET inline __m128i timesPower(__m128i a, const Lane16& k) {
+    const __m128i m = _mm_load_si128(reinterpret_cast<const __m128i*>(&k));
+    return _mm_xor_si128(_mm_clmulepi64_si128(a, m, 0x00), _mm_clmulepi64_si128(a, m, 0x11));
+}
+
+constexpr Lane16 power(unsigned d) {
+    return {xPowerModPoly(d), xPowerModPoly(d + 64)};
+}
+constexpr Lane16 X128 = power(128);
+constexpr Lane16 X256 = power(256);
+constexpr Lane16 X384 = power(384);
+constexpr Lane16 X512 = power(512);
+
+VANTO_BLOCK_TARGET inline __m128i reversedBlock(const __m128i* in, __m128i order) {
+    return _mm_shuffle_epi8(_mm_loadu_si128(in), order);
+}
+
+// Appends n whole blocks of sixteen bytes. Up to four blocks are moved on by their distance
+// from the end side by side, so only one multiplication per step waits on the one before.
+VANTO_BLOCK_TARGET inline __m128i appendBlocksToCheck(__m128i a, const __m128i* in, std::size_t n) {
+    const __m128i order = _mm_load_si128(reinterpret_cast<const __m128i*>(&ORDER[16]));
+    std::size_t i = 0;
+    for (; i + 4 <= n; i += 4) {
+        const __m128i rest =
+            _mm_xor_si128(_mm_xor_si128(timesPower(reversedBlock(in + i, order), X384),
+                                        timesPower(reversedBlock(in + i + 1, order), X256)),
+                          _mm_xor_si128(timesPower(reversedBlock(in + i + 2, order), X128),
+                                        reversedBlock(in + i + 3, order)));
+        a = _mm_xor_si128(timesPower(a, X512), rest);
+    }
+    if (i + 2 <= n) {
+        const __m128i rest = _mm_xor_si128(timesPower(reversedBlock(in + i, order), X128),
+                                           reversedBlock(in + i + 1, order));
+        a = _mm_xor_si128(timesPower(a, X256), rest);
+        i += 2;
+    }
+    if (i < n) {
+        a = _mm_xor_si128(timesPower(a, X128), reversedBlock(in + i, order));
+    }
+    return a;
+}
+
+VANTO_BLOCK_TARGET void appendByteToCheck(std::uint64_t* check, std::int8_t b) {
+    __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(check));
+    a = appendToCheck(a, _mm_cvtsi32_si128(static_cast<std::uint8_t>(b)), 1);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(check), a);
+}
+
+// floor(x^80 / P) without its top term x^64, for the reduction below.
+constexpr std::uint64_t barrettQuotient() {
+    // Long division of x^80 by P, one dividend bit at a time: when the remainder reaches
+    // degree 16 after bit i came in, the quotient gains x^i.
+    std::uint32_t remainder = 0;
+    std::uint64_t quotient = 0;
+    for (int i = 80; i >= 0; --i) {
+        remainder = (remainder << 1) | (i == 80 ? 1u : 0u);
+        if ((remainder & 0x10000) != 0) {
+            remainder ^= 0x10000 | POLY;
+            if (i < 64) {
+                quotient |= std::uint64_t{1} << i;
+            }
+        }
+    }
+    return quotient;
+}
+
+// The check value of the frame, A * x^16 mod P: A is folded to 64 bits (U) without changing it
+// modulo P, and a Barrett reduction divides U * x^16 by P: its quotient is
+// U + floor(U * (floor(x^80 / P) - x^64) / x^64), and the remainder is the low 16 bits of
+// quotient * P, because U * x^16 has none.
+VANTO_BLOCK_TARGET std::uint16_t finishCheck(const std::uint64_t* check) {
+    const __m128i x64 = _mm_cvtsi64_si128(static_cast<long long>(xPowerModPoly(64)));
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(check));
+    // Below 2^80 after the first fold, below 2^64 after the second.
+    const __m128i t = _mm_xor_si128(_mm_clmulepi64_si128(a, x64, 0x01), _mm_move_epi64(a));
+    const __m128i u = _mm_xor_si128(_mm_clmulepi64_si128(t, x64, 0x01), _mm_move_epi64(t));
+    const __m128i mu = _mm_cvtsi64_si128(static_cast<long long>(barrettQuotient()));
+    const __m128i q = _mm_xor_si128(u, _mm_srli_si128(_mm_clmulepi64_si128(u, mu, 0x00), 8));
+    const __m128i r = _mm_clmulepi64_si128(q, _mm_cvtsi32_si128(static_cast<int>(POLY)), 0x00);
+    return static_cast<std::uint16_t>(_mm_cvtsi128_si32(r) & 0xFFFF);
+}
+
+// KEEP[l] keeps the first l bytes of a register; SHIFT_UP[l] moves its bytes up by l. Together
+// they join two runs of compacted bytes into one.
+constexpr std::array<Shuffle16, 9> makeJoin(bool shift) {
+    std::array<Shuffle16, 9> t{};
+    for (int l = 0; l <= 8; ++l) {
+        for (int j = 0; j < 16; ++j) {
+            t[static_cast<std::size_t>(l)].lane[j] =
+                static_cast<std::int8_t>(shift ? (j >= l ? j - l : -1) : (j < l ? j : -1));
+        }
+    }
+    return t;
+}
+constexpr std::array<Shuffle16, 9> KEEP = makeJoin(false);
+constexpr std::array<Shuffle16, 9> SHIFT_UP = makeJoin(true);
+
+struct BlockRun {
+    std::size_t consumed = 0;
+    std::int64_t used = 0;
+    bool filled = false;
+};
+
+// Unescapes blocks of up to sixteen wire bytes from p into canvas at used, for as long as each
+// block either holds no framing byte, or holds escapes that can be undone within it, or begins
+// with plain bytes. Stops before a start byte, a doubled escape or an escape whose partner is
+// not in the block, which the byte path takes; at the frame's last byte; and where a block
+// might not fit the canvas, so that an overrun stops at the same byte through the checked
+// store. The last few bytes of p are taken through a copy, so nothing past p + count is read.
+// Bytes written past the ones counted are scratch that later stores overwrite. With check
+// non-null the bytes taken are appended to the check value.
+VANTO_BLOCK_TARGET BlockRun takeBlocks(const std::int8_t* p, std::size_t count, std::int8_t* canvas,
+                                       std::int64_t used, std::int64_t stop, std::int64_t capacity,
+                                       std::uint64_t* check) {
+    __m128i a = check != nullptr ? _mm_loadu_si128(reinterpret_cast<const __m128i*>(check))
+                                 : _mm_setzero_si128();
+    std::size_t k = 0;
+    bool filled = false;
+    while (!filled && k < count && used + 16 <= capacity) {
+        const std::size_t avail = std::min<std::size_t>(16, count - k);
+        __m128i v;
+        if (avail == 16) {
+            v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + k));
+        } else {
+            alignas(16) std::int8_t tail[16] = {};
+            std::memcpy(tail, p + k, avail);
+            v = _mm_load_si128(reinterpret_cast<const __m128i*>(tail));
+        }
+        const unsigned valid = (1u << avail) - 1;
+        const unsigned hits = framingMask(v) & valid;
+        if (avail == 16 && hits == 0 && used + 16 < stop) {
+            // The common case: blocks with no framing byte that end before the frame does.
+            const auto room = static_cast<std::size_t>(std::min(stop - 1, capacity) - used);
+            const std::size_t blocks = std::min((count - k) / 16, room / 16);
+            const auto* in = reinterpret_cast<const __m128i*>(p + k);
+            auto* out = reinterpret_cast<__m128i*>(canvas + used);
+            _mm_storeu_si128(out, v);
+            std::size_t clean = 1;
+            while (clean < blocks) {
+                const __m128i next = _mm_loadu_si128(in + clean);
+                if (framingMask(next) != 0) {
+                    break;
+                }
+                _mm_storeu_si128(out + clean, next);
+                ++clean;
+            }
+            if (check != nullptr) {
+                a = appendBlocksToCheck(a, in, clean);
+            }
+            k += 16 * clean;
+            used += static_cast<std::int64_t>(16 * clean);
+            continue;
+        }
+        if (hits != 0) {
+            const __m128i dle = _mm_cmpeq_epi8(v, _mm_set1_epi8(CRC::DLE));
+            const unsigned escapes = static_cast<unsigned>(_mm_movemask_epi8(dle)) & valid;
+            const unsigned starts = static_cast<unsigned>(_mm_movemask_epi8(
+                                        _mm_cmpeq_epi8(v, _mm_set1_epi8(CRC::STX)))) &
+                                    valid;
+            // An escape in the last position is left for the next block with its partner.
+            const std::size_t consumed = ((escapes >> (avail - 1)) & 1) != 0 ? avail - 1 : avail;
+            const unsigned kept = ~escapes & ((1u << consumed) - 1);
+            const auto low = static_cast<unsigned>(__builtin_popcount(kept & 0xFF));
+            const auto high = static_cast<unsigned>(__builtin_popcount(kept >> 8));
+            if (starts == 0 && (escapes & (escapes << 1)) == 0 && low + high > 0 &&
+                static_cast<std::int64_t>(low + high) <= stop - used) {
+                // Each byte after an escape loses the escape's bit 6 flip.
+                const __m128i x = _mm_xor_si128(
+                    v, _mm_and_si128(_mm_slli_si128(dle, 1), _mm_set1_epi8(CRC::BIT6)));
+                const __m128i lowPart = _mm_shuffle_epi8(
+                    x,
+                    _mm_loadl_epi64(reinterpret_cast<const __m128i*>(COMPACT[kept & 0xFF].data())));
+                const __m128i highPart = _mm_shuffle_epi8(
+                    x, _mm_add_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(
+                                        COMPACT[kept >> 8].data())),
+                                    _mm_set1_epi8(8)));
+                const __m128i joined = _mm_or_si128(
+                    _mm_shuffle_epi8(lowPart,
+                                     _mm_load_si128(reinterpret_cast<const __m128i*>(&KEEP[low]))),
+                    _mm_shuffle_epi8(highPart, _mm_load_si128(reinterpret_cast<const __m128i*>(
+                                                   &SHIFT_UP[low]))));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(canvas + used), joined);
+                if (check != nullptr) {
+                    a = appendToCheck(a, joined, low + high);
+                }
+                k += consumed;
+                used += low + high;
+                filled = used == stop;
+                continue;
+            }
+        }
+        // Plain bytes up to the first framing byte or the frame's end.
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(canvas + used), v);
+        const auto limit = static_cast<unsigned>(
+            std::min<std::int64_t>(static_cast<std::int64_t>(avail), stop - used));
+        const auto plain = static_cast<unsigned>(__builtin_ctz(hits | (1u << limit)));
+        if (plain == 0) {
+            break;
+        }
+        if (check != nullptr) {
+            a = appendToCheck(a, v, plain);
+        }
+        k += plain;
+        used += plain;
+        filled = used == stop;
+        if (plain < avail && !filled) {
+            break;
+        }
+    }
+    if (check != nullptr) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(check), a);
+    }
+    return {k, used, filled};
+}
+
+const bool BLOCKS_AVAILABLE = __builtin_cpu_supports("ssse3") && __builtin_cpu_supports("popcnt") &&
+                              __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("sse4.1");
 #endif
 
 }  // namespace
@@ -132,13 +376,30 @@ std::vector<ByteLump> LinkDecoder16::processByteLump(const ByteLump& bl, std::in
     // A full read of short frames completes several; one allocation up front covers them.
     returnBLarray.reserve(8);
     const std::int64_t n = bl.sizeInBytes;
-    requireRange(0, n - 1);
+    // The last index is worked out before the range is formed, so the most negative count
+    // overflows rather than reading as an empty range.
+    requireRange(0, subtractChecked(n, 1));
     const std::size_t available = std::min(static_cast<std::size_t>(n), bl.payload.size());
     const std::int8_t* p = bl.payload.data();
+    const bool blocks = !PortablePaths::forced();
+    if (!blocks) {
+        // A frame begun on the block path finishes on the portable one, its check from the
+        // canvas.
+        runningCheckKept = false;
+    }
     std::size_t k = 0;
     while (k < available) {
         if (state == ISDATA && !doingDLE) {
-            k += takeDataRun(p + k, available - k);
+            k += takeDataRun(p + k, available - k, blocks);
+            // Two plain check bytes straight after the data are taken here rather than one
+            // by one through the state machine, which would do the same with each.
+            if (state == ISCRC1 && k + 2 <= available && !isFramingByte(p[k]) &&
+                !isFramingByte(p[k + 1])) {
+                quotedCRC.setUpperByte(p[k]);
+                quotedCRC.setLowerByte(p[k + 1]);
+                k += 2;
+                checkFrame();
+            }
             if (k >= available) {
                 break;
             }
@@ -149,6 +410,10 @@ std::vector<ByteLump> LinkDecoder16::processByteLump(const ByteLump& bl, std::in
                 abortFrame(STX_NOT_EXPECTED);
             }
             state = ISLENGTH;
+            // Likewise a plain length byte with no escape pending.
+            if (k < available && !doingDLE && !isFramingByte(p[k])) {
+                processSmallLength(p[k++]);
+            }
         } else if (b == CRC::DLE) {
             if (doingDLE) {
                 abortFrame(DOUBLE_DLE);
@@ -166,68 +431,30 @@ std::vector<ByteLump> LinkDecoder16::processByteLump(const ByteLump& bl, std::in
     return std::exchange(returnBLarray, {});
 }
 
-std::size_t LinkDecoder16::takeDataRun(const std::int8_t* p, std::size_t count) {
+std::size_t LinkDecoder16::takeDataRun(const std::int8_t* p, std::size_t count, bool blocks) {
     // A non-positive announced length never completes, so it puts no bound on the run.
     const std::int64_t stop =
         quotedLengthTot > 0 ? quotedLengthTot : std::numeric_limits<std::int64_t>::max();
-    std::int8_t* const canvas = frameCanvas.data();
-    std::int64_t used = usedCanvas;
     std::size_t k = 0;
     bool filled = false;
     while (k < count && !filled) {
-#if defined(__SSE2__)
-        // Whole blocks are written while they surely fit the canvas; bytes past the ones
-        // counted are scratch that later stores overwrite. Near the canvas end bytes go one at
-        // a time through the checked store, so an overrun stops at the same byte as it always
-        // did.
-        if (k + 16 <= count && used + 16 <= MAXCANVASSIZE) {
-            const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + k));
-            const unsigned hits = framingMask(v);
-            if (hits == 0 && used + 16 < stop) {
-                // The common case: blocks with no framing byte that end before the frame does.
-                // Leaving the loop is a branch, not a data dependency, so the blocks overlap.
-                const auto room =
-                    static_cast<std::size_t>(std::min(stop - 1, MAXCANVASSIZE) - used);
-                const std::size_t blocks = std::min((count - k) / 16, room / 16);
-                const auto* in = reinterpret_cast<const __m128i*>(p + k);
-                auto* out = reinterpret_cast<__m128i*>(canvas + used);
-                _mm_storeu_si128(out, v);
-                std::size_t clean = 1;
-                while (clean < blocks) {
-                    const __m128i next = _mm_loadu_si128(in + clean);
-                    if (framingMask(next) != 0) {
-                        break;
-                    }
-                    _mm_storeu_si128(out + clean, next);
-                    ++clean;
-                }
-                k += 16 * clean;
-                used += static_cast<std::int64_t>(16 * clean);
-                continue;
-            }
-            if (hits != 0 && SHUFFLE_AVAILABLE) {
-                const Unstuffed step = unstuffBlock(p + k, canvas + used, stop - used);
-                if (step.consumed > 0) {
-                    k += step.consumed;
-                    used += static_cast<std::int64_t>(step.produced);
-                    filled = used == stop;
-                    continue;
-                }
-            }
-            _mm_storeu_si128(reinterpret_cast<__m128i*>(canvas + used), v);
-            const auto limit = static_cast<unsigned>(std::min<std::int64_t>(16, stop - used));
-            const auto plain = static_cast<unsigned>(__builtin_ctz(hits | (1u << limit)));
-            k += plain;
-            used += plain;
-            filled = used == stop;
-            if (filled || plain == 16) {
-                continue;
+#ifdef VANTO_DECODER_BLOCKS
+        if (blocks && BLOCKS_AVAILABLE) {
+            const BlockRun run =
+                takeBlocks(p + k, count - k, frameCanvas.data(), usedCanvas, stop, MAXCANVASSIZE,
+                           runningCheckKept ? runningCheck : nullptr);
+            k += run.consumed;
+            usedCanvas = run.used;
+            filled = run.filled;
+            if (filled || k >= count) {
+                break;
             }
         }
+#else
+        (void)blocks;
 #endif
         // Byte by byte for a block's worth, taking escape pairs whole rather than through the
-        // state machine. The checked store keeps the count current, as it is when it stops.
-        usedCanvas = used;
+        // state machine; the checked store stops an overrun at its exact byte.
         const std::size_t blockEnd = std::min(count, k + 16);
         while (k < blockEnd && !filled) {
             if (!isFramingByte(p[k])) {
@@ -243,9 +470,7 @@ std::size_t LinkDecoder16::takeDataRun(const std::int8_t* p, std::size_t count) 
             }
             filled = usedCanvas == stop;
         }
-        used = usedCanvas;
     }
-    usedCanvas = used;
     if (filled) {
         frameFilled();
     }
@@ -255,6 +480,32 @@ std::size_t LinkDecoder16::takeDataRun(const std::int8_t* p, std::size_t count) 
 void LinkDecoder16::storeDataByte(std::int8_t b) {
     checkedAt(frameCanvas, usedCanvas) = b;
     usedCanvas += 1;
+#ifdef VANTO_DECODER_BLOCKS
+    if (runningCheckKept) {
+        appendByteToCheck(runningCheck, b);
+    }
+#endif
+}
+
+void LinkDecoder16::beginData() {
+    state = ISDATA;
+    // The length bytes the check will cover, as the check will decide it; a frame whose
+    // length size changes before its check value arrives is checked from the canvas instead.
+    runningCheckTwoLengthBytes = twoLengthBytesChecked();
+    runningCheckKept = false;
+#ifdef VANTO_DECODER_BLOCKS
+    if (doCRC && BLOCKS_AVAILABLE && !PortablePaths::forced()) {
+        const auto first = static_cast<std::uint8_t>(quotedLength1);
+        const auto second = static_cast<std::uint8_t>(quotedLength2);
+        runningCheck[0] = runningCheckTwoLengthBytes ? (std::uint64_t{first} << 8) | second : first;
+        runningCheck[1] = 0;
+        runningCheckKept = true;
+    }
+#endif
+}
+
+bool LinkDecoder16::twoLengthBytesChecked() const {
+    return lengthSize == LENGTH_16BIT || (lengthSize == LENGTH_12BIT && quotedLength1 > 0x7F);
 }
 
 void LinkDecoder16::frameFilled() {
@@ -311,16 +562,27 @@ void LinkDecoder16::processByteDefault(std::int8_t byteDefault) {
 }
 
 void LinkDecoder16::checkFrame() {
-    CRC computed;
-    const std::int8_t length[2] = {static_cast<std::int8_t>(quotedLength1),
-                                   static_cast<std::int8_t>(quotedLength2)};
-    const bool twoLengthBytes =
-        lengthSize == LENGTH_16BIT || (lengthSize == LENGTH_12BIT && quotedLength1 > 0x7F);
-    computed.addToCRC(std::span<const std::int8_t>(length, twoLengthBytes ? 2 : 1));
     requireRange(0, usedCanvas - 1);
-    computed.addToCRC(
-        std::span<const std::int8_t>(frameCanvas.data(), static_cast<std::size_t>(usedCanvas)));
-    if (quotedCRC.equals(computed)) {
+    bool matches = false;
+#ifdef VANTO_DECODER_BLOCKS
+    if (runningCheckKept && runningCheckTwoLengthBytes == twoLengthBytesChecked()) {
+        // The same comparison as equals() on the whole 16-bit value, without a second CRC.
+        const auto quoted =
+            static_cast<std::uint16_t>((static_cast<std::uint8_t>(quotedCRC.getUpperByte()) << 8) |
+                                       static_cast<std::uint8_t>(quotedCRC.getLowerByte()));
+        matches = finishCheck(runningCheck) == quoted;
+    } else
+#endif
+    {
+        CRC computed;
+        const std::int8_t length[2] = {static_cast<std::int8_t>(quotedLength1),
+                                       static_cast<std::int8_t>(quotedLength2)};
+        computed.addToCRC(std::span<const std::int8_t>(length, twoLengthBytesChecked() ? 2 : 1));
+        computed.addToCRC(
+            std::span<const std::int8_t>(frameCanvas.data(), static_cast<std::size_t>(usedCanvas)));
+        matches = quotedCRC.equals(computed);
+    }
+    if (matches) {
         deliverFrame();
         abortFrame(std::nullopt);
     } else {
@@ -335,12 +597,12 @@ void LinkDecoder16::processSmallLength(std::int8_t b) {
         if (quotedLengthTot == 0) {
             abortFrame(ZERO_LENGTH_8);
         } else {
-            state = ISDATA;
+            beginData();
         }
     } else if (lengthSize == LENGTH_12BIT) {
         if (quotedLength1 < 0x80) {
             quotedLengthTot = quotedLength1;
-            state = ISDATA;
+            beginData();
         } else {
             state = ISLENGTH2;
         }
@@ -358,14 +620,14 @@ void LinkDecoder16::processLargeLength(std::int8_t b) {
         if (quotedLengthTot == 0) {
             abortFrame(ZERO_LENGTH_12);
         } else {
-            state = ISDATA;
+            beginData();
         }
     } else if (lengthSize == LENGTH_16BIT) {
         quotedLengthTot = quotedLength2 * 256 + quotedLength1;
         if (quotedLengthTot == 0) {
             abortFrame(ZERO_LENGTH_16);
         } else {
-            state = ISDATA;
+            beginData();
         }
     } else {
         consoleLine(LENGTH_OUT_OF_CONTROL_2);

@@ -58,11 +58,20 @@ class LinkDecoder16 : public AbstractBLProducer {
     std::int64_t lengthSize = LENGTH_12BIT;
     std::vector<ByteLump> returnBLarray;
 
+    // The frame's check value, kept as its bytes are copied where the processor can (a 128-bit
+    // remainder), so a complete frame is checked without reading its bytes back.
+    std::uint64_t runningCheck[2] = {0, 0};
+    bool runningCheckKept = false;
+    bool runningCheckTwoLengthBytes = false;
+
     void abortFrame(std::optional<std::string_view> errMsg);
     void processByteDefault(std::int8_t byteDefault);
     void processSmallLength(std::int8_t b);
     void processLargeLength(std::int8_t b);
 
+    // Enters ISDATA and starts the frame's running check value.
+    void beginData();
+    bool twoLengthBytesChecked() const;
     void storeDataByte(std::int8_t b);
     // Called once the canvas holds the announced count.
     void frameFilled();
@@ -71,8 +80,9 @@ class LinkDecoder16 : public AbstractBLProducer {
     void checkFrame();
     // Takes as many message bytes as it can from p[0..count) while in ISDATA with no escape
     // pending; returns how many input bytes it consumed. Stops before any start byte, any
-    // escape it cannot finish, and after the frame's last message byte.
-    std::size_t takeDataRun(const std::int8_t* p, std::size_t count);
+    // escape it cannot finish, and after the frame's last message byte. Without blocks it
+    // keeps to the portable byte path.
+    std::size_t takeDataRun(const std::int8_t* p, std::size_t count, bool blocks);
 };
 
 }  // namespace vantoconnect

@@ -8,6 +8,7 @@
 
 #include "vantoconnect/support/Console.hpp"
 #include "vantoconnect/support/Fatal.hpp"
+#include "vantoconnect/support/PortablePaths.hpp"
 
 #if defined(__SSE2__)
 #include <immintrin.h>
@@ -25,12 +26,12 @@ inline bool needsEscape(std::int8_t b) {
 }
 
 // Length of the leading run of bytes that need no escaping, at most count.
-inline std::size_t plainRun(const std::int8_t* p, std::size_t count) {
+inline std::size_t plainRun(const std::int8_t* p, std::size_t count, bool blocks) {
     std::size_t k = 0;
 #if defined(__SSE2__)
     const __m128i stx = _mm_set1_epi8(CRC::STX);
     const __m128i dle = _mm_set1_epi8(CRC::DLE);
-    while (k + 16 <= count) {
+    while (blocks && k + 16 <= count) {
         const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + k));
         const int hits =
             _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(v, stx), _mm_cmpeq_epi8(v, dle)));
@@ -39,6 +40,8 @@ inline std::size_t plainRun(const std::int8_t* p, std::size_t count) {
         }
         k += 16;
     }
+#else
+    (void)blocks;
 #endif
     while (k < count && !needsEscape(p[k])) {
         ++k;
@@ -139,6 +142,7 @@ void LinkEncoder::sendEscapedCRC(std::int8_t b, CRC& crc) {
 }
 
 void LinkEncoder::sendEscapedRun(const std::int8_t* bytes, std::size_t count) {
+    const bool blocks = !PortablePaths::forced();
     std::size_t k = 0;
     while (k < count) {
         // The canvas may be a raw pointer target only while the worst case surely fits; near
@@ -154,12 +158,12 @@ void LinkEncoder::sendEscapedRun(const std::int8_t* bytes, std::size_t count) {
         std::int8_t* out = frameCanvas.data() + usedCanvas;
         std::int8_t* const start = out;
         while (k < count) {
-            const std::size_t run = plainRun(bytes + k, count - k);
+            const std::size_t run = plainRun(bytes + k, count - k, blocks);
             std::memcpy(out, bytes + k, run);
             out += run;
             k += run;
 #if defined(__SSE2__)
-            if (EXPAND_AVAILABLE) {
+            if (blocks && EXPAND_AVAILABLE) {
                 std::size_t written = 0;
                 k += expandEscapes(bytes + k, count - k, out, written);
                 out += written;
@@ -242,7 +246,7 @@ std::vector<ByteLump> LinkEncoder::processQuorin(const ByteLump& bl) {
     usedCanvas = 0;
     const std::int64_t n = bl.sizeInBytes;
     ByteLump out(addChecked(n, 2));
-    requireRange(0, n - 1);
+    requireRange(0, subtractChecked(n, 1));
     for (std::int64_t k = 0; k < n; ++k) {
         out.payload[static_cast<std::size_t>(k)] = checkedAt(bl.payload, k);
     }
@@ -256,7 +260,7 @@ std::int64_t LinkEncoder::generateQuorinCRC(const ByteLump& bl) {
     std::int8_t r1 = 0x11;
     std::int8_t r2 = 0x11;
     const std::int64_t n = bl.sizeInBytes;
-    requireRange(0, n - 1);
+    requireRange(0, subtractChecked(n, 1));
     for (std::int64_t k = 0; k < n; ++k) {
         const std::int8_t b = checkedAt(bl.payload, k);
         r1 = static_cast<std::int8_t>(r1 ^ b);

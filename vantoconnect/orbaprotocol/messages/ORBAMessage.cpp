@@ -118,12 +118,14 @@ void ORBAMessage::setCommand(bool b) {
     t = static_cast<std::int8_t>(b ? (t & 0x7F) : (t | 0x80));
 }
 
+// The bytes the buffer really holds, whatever sizeInBytes has been set to: the header and
+// content accessors index the buffer, so this is the length they can reach.
 std::int64_t ORBAMessage::getActualLength() const {
-    return sizeInBytes;
+    return static_cast<std::int64_t>(payload.size());
 }
 
 Bytes ORBAMessage::getMessageSpecificContent() const {
-    Bytes content(requireCount(getActualLength() - MESSHEADERSIZE));
+    Bytes content(requireCount(subtractChecked(getActualLength(), MESSHEADERSIZE)));
     for (std::size_t k = 0; k < content.size(); ++k) {
         content[k] = byteAt(MESSHEADERSIZE + static_cast<std::int64_t>(k));
     }

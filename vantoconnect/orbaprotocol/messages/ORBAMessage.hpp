@@ -86,8 +86,11 @@ class ORBAMessage : public ByteLump {
     // Received bytes, taken as they are; isWellFormed() is the caller's check.
     explicit ORBAMessage(const Bytes& byteArray);
 
+    // Plain value copies: a message has no checked copying form of its own.
     ORBAMessage(const ORBAMessage&) = default;
+    ORBAMessage(ORBAMessage&&) noexcept = default;
     ORBAMessage& operator=(const ORBAMessage&) = default;
+    ORBAMessage& operator=(ORBAMessage&&) noexcept = default;
     ~ORBAMessage() override = default;
 
     virtual bool isCommand() const;

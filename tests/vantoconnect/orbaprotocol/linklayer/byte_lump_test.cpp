@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "tests/vantoconnect/orbaprotocol/linklayer/LinkTestSupport.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/AbstractBLProducer.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/ByteLump.hpp"
@@ -34,11 +36,29 @@ TEST(ByteLumpConstruction, CopiesAreDeepAndFollowTheCount) {
 
     ByteLump original(wire({1, 2, 3}));
     original.sizeInBytes = 2;
-    ByteLump copy(original);
+    ByteLump copy = ByteLump::copyOf(original);
     copy.payload[0] = 9;
     EXPECT_EQ(original.payload, wire({1, 2, 3}));
     EXPECT_EQ(copy.payload, wire({9, 2}));
+    EXPECT_EQ(copy.sizeInBytes, 2);
     EXPECT_EQ(original.toByteArray(), wire({1, 2}));
+}
+
+// Containers and return values copy lumps without asking; only copyOf carries the checks.
+TEST(ByteLumpConstruction, PlainCopiesKeepBothFieldsAndNeverStop) {
+    std::vector<ByteLump> lumps;
+    for (int k = 0; k < 40; ++k) {  // grows, copying or moving the empty ones it holds
+        lumps.emplace_back(std::int64_t{0});
+    }
+    ByteLump odd(wire({1, 2}));
+    odd.sizeInBytes = -7;
+    const ByteLump copied = odd;
+    EXPECT_EQ(copied.sizeInBytes, -7);
+    EXPECT_EQ(copied.payload, wire({1, 2}));
+    ByteLump assigned(wire({5}));
+    assigned = lumps.front();
+    EXPECT_EQ(assigned.sizeInBytes, 0);
+    EXPECT_TRUE(assigned.payload.empty());
 }
 
 TEST(ByteLumpConstruction, EmptyOrOutOfRangeCopiesStop) {
@@ -49,10 +69,11 @@ TEST(ByteLumpConstruction, EmptyOrOutOfRangeCopiesStop) {
     EXPECT_EQ(fatalMessage([] { ByteLump l(wire({1}), 0, -1); }), fatal::NEGATIVE_COUNT);
     EXPECT_EQ(fatalMessage([] { ByteLump l(std::int64_t{-1}); }), fatal::NEGATIVE_COUNT);
     const ByteLump empty(std::int64_t{0});
-    EXPECT_EQ(fatalMessage([&] { ByteLump l(empty); }), fatal::EMPTY_RANGE);
+    EXPECT_EQ(fatalMessage([&] { (void)ByteLump::copyOf(empty); }), fatal::EMPTY_RANGE);
     ByteLump shortened(wire({1, 2}));
     shortened.sizeInBytes = 3;
     EXPECT_EQ(fatalMessage([&] { (void)shortened.toByteArray(); }), fatal::INDEX_OUT_OF_RANGE);
+    EXPECT_EQ(fatalMessage([&] { (void)ByteLump::copyOf(shortened); }), fatal::INDEX_OUT_OF_RANGE);
     EXPECT_EQ(fatalMessage([] { AbstractBLProducer p(-1); }), fatal::NEGATIVE_COUNT);
 }
 

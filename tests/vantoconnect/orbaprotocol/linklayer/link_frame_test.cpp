@@ -17,6 +17,7 @@ namespace {
 
 using linktest::concat;
 using linktest::fatalMessage;
+using linktest::PortableGuard;
 using linktest::wire;
 using Lines = std::vector<std::string>;
 using Messages = std::vector<Bytes>;
@@ -88,12 +89,6 @@ TEST(CrcValue, CheckValueAndBytesCountByTheirBitPattern) {
     EXPECT_EQ(high.getLowerByte(), -16);
 }
 
-// Restores automatic path choice however the test ends.
-struct PortableGuard {
-    explicit PortableGuard(bool portable) { CRC::forcePortableBulkPath(portable); }
-    ~PortableGuard() { CRC::forcePortableBulkPath(false); }
-};
-
 TEST(CrcBulk, AgreesWithBytewiseOnRandomDataLengthsAndSplitsOnBothPaths) {
     for (bool portable : {false, true}) {
         const PortableGuard guard(portable);
@@ -122,35 +117,41 @@ TEST(CrcBulk, AgreesWithBytewiseOnRandomDataLengthsAndSplitsOnBothPaths) {
 }
 
 TEST(LinkEncoderFrame, FramesAndTheirConsoleLines) {
-    const std::string line = "link encoder, frame ByteLump, ";
-    const struct {
-        bool crc;
-        std::int64_t lengthSize;
-        ByteLump message;
-        Bytes frame;
-        Lines console;
-    } cases[] = {
-        {true, L12, ByteLump(wire({0x01, 0x02, 0x10, 0x41})),
-         wire({0x02, 0x04, 0x01, 0x10, 0x42, 0x10, 0x50, 0x41, 0xCA, 0x44}),
-         Lines{line + "size 10, contents: 02|04|01|10|42|10|50|41|ca|44"}},
-        {true, L12, ByteLump(std::int64_t{0}), wire({0x02}), Lines{line + "size 1, contents: 02"}},
-        // CRC bytes are escaped like any other: 0x1021 here, 0x0902 below.
-        {true, L12, ByteLump(wire({0x20, 0x43})),
-         wire({0x02, 0x10, 0x42, 0x20, 0x43, 0x10, 0x50, 0x21}),
-         Lines{line + "size 8, contents: 02|10|42|20|43|10|50|21"}},
-        {true, L12, ByteLump(wire({0x21, 0x14})),
-         wire({0x02, 0x10, 0x42, 0x21, 0x14, 0x09, 0x10, 0x42}),
-         Lines{line + "size 8, contents: 02|10|42|21|14|09|10|42"}},
-        // An unknown length size leaves the length field out.
-        {true, 7, ByteLump(wire({0x41})), wire({0x02, 0x41, 0x58, 0xE5}),
-         Lines{"LinkEnc: lengthSize is out of control #1", line + "size 4, contents: 02|41|58|e5"}},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.console.back());
-        testing::ConsoleCapture console;
-        auto encoder = configured<LinkEncoder>(c.crc, c.lengthSize);
-        EXPECT_EQ(frameOf(encoder, c.message), c.frame);
-        EXPECT_EQ(console.lines(), c.console);
+    for (bool portable : linktest::BOTH_PATHS) {
+        SCOPED_TRACE(linktest::pathName(portable));
+        const PortableGuard guard(portable);
+        const std::string line = "link encoder, frame ByteLump, ";
+        const struct {
+            bool crc;
+            std::int64_t lengthSize;
+            ByteLump message;
+            Bytes frame;
+            Lines console;
+        } cases[] = {
+            {true, L12, ByteLump(wire({0x01, 0x02, 0x10, 0x41})),
+             wire({0x02, 0x04, 0x01, 0x10, 0x42, 0x10, 0x50, 0x41, 0xCA, 0x44}),
+             Lines{line + "size 10, contents: 02|04|01|10|42|10|50|41|ca|44"}},
+            {true, L12, ByteLump(std::int64_t{0}), wire({0x02}),
+             Lines{line + "size 1, contents: 02"}},
+            // CRC bytes are escaped like any other: 0x1021 here, 0x0902 below.
+            {true, L12, ByteLump(wire({0x20, 0x43})),
+             wire({0x02, 0x10, 0x42, 0x20, 0x43, 0x10, 0x50, 0x21}),
+             Lines{line + "size 8, contents: 02|10|42|20|43|10|50|21"}},
+            {true, L12, ByteLump(wire({0x21, 0x14})),
+             wire({0x02, 0x10, 0x42, 0x21, 0x14, 0x09, 0x10, 0x42}),
+             Lines{line + "size 8, contents: 02|10|42|21|14|09|10|42"}},
+            // An unknown length size leaves the length field out.
+            {true, 7, ByteLump(wire({0x41})), wire({0x02, 0x41, 0x58, 0xE5}),
+             Lines{"LinkEnc: lengthSize is out of control #1",
+                   line + "size 4, contents: 02|41|58|e5"}},
+        };
+        for (const auto& c : cases) {
+            SCOPED_TRACE(c.console.back());
+            testing::ConsoleCapture console;
+            auto encoder = configured<LinkEncoder>(c.crc, c.lengthSize);
+            EXPECT_EQ(frameOf(encoder, c.message), c.frame);
+            EXPECT_EQ(console.lines(), c.console);
+        }
     }
 }
 
@@ -219,63 +220,69 @@ TEST(LinkEncoderStops, CanvasOverrunsBadCountsAndTheAlternativeChecksum) {
 }
 
 TEST(LinkDecoderStreams, MessagesAndConsoleLinesWholeAndOneBytePerCall) {
-    const struct {
-        const char* name;
-        bool crc;
-        std::int64_t lengthSize;
-        Bytes stream;
-        Messages messages;
-        Lines console;
-    } cases[] = {
-        {"worked example", true, L12, EXAMPLE_FRAME, Messages{EXAMPLE_MESSAGE}, Lines{}},
-        // Unchecked, the CRC pair arrives outside a frame and is logged.
-        {"no crc check", false, L12, EXAMPLE_FRAME, Messages{EXAMPLE_MESSAGE}, Lines{"-54", "68"}},
-        {"start inside a frame", true, L12, concat(wire({0x02, 0x03, 0xAA}), EXAMPLE_FRAME),
-         Messages{EXAMPLE_MESSAGE}, Lines{"STX found when not expected"}},
-        {"double escape", true, L12,
-         concat(wire({0x02, 0x04, 0x01, 0x10, 0x10, 0x41, 0xCA}), EXAMPLE_FRAME),
-         Messages{EXAMPLE_MESSAGE}, Lines{"Double DLE found", "65", "-54"}},
-        // The reused received CRC must be fully overwritten by the next frame's pair.
-        {"altered crc", true, L12,
-         concat(wire({0x02, 0x04, 0x01, 0x10, 0x42, 0x10, 0x50, 0x41, 0xCB, 0x44,
-                      0x02, 0x04, 0x01, 0x10, 0x42, 0x10, 0x50, 0x41, 0xCA, 0x45}),
-                EXAMPLE_FRAME),
-         Messages{EXAMPLE_MESSAGE}, Lines(2, "CRC error in frame")},
-        {"zero 8-bit length", false, L8, wire({0x02, 0x00, 0x05}), Messages{},
-         Lines{"Zero length (8 bit) frame indicated", "5"}},
-        {"zero 16-bit length", false, L16, wire({0x02, 0x00, 0x00, 0x06}), Messages{},
-         Lines{"Zero length (16 bit) frame indicated", "6"}},
-        // The one-byte 12-bit length is not tested for zero: the frame waits for the next start.
-        {"zero 12-bit length", false, L12, wire({0x02, 0x00, 0x41, 0x42, 0x02, 0x01, 0x43}),
-         Messages{wire({0x43})}, Lines{"STX found when not expected"}},
-        {"unknown length size", false, 9, wire({0x02, 0x01, 0x41}), Messages{},
-         Lines(2, "LinkDec: lengthSize is out of control #1")},
-        // 0x41 ^ 0x40 = 1 gives a one-byte frame; outside a frame the unescaped byte is logged.
-        {"escape before start", false, L12, wire({0x10, 0x02, 0x41, 0x55, 0x10, 0x3F}),
-         Messages{wire({0x55})}, Lines{"127"}},
-        // Lengths widen as signed bytes: a 12-bit or 8-bit length over 127 never completes.
-        {"8-bit length 130", false, L8, concat(wire({0x02, 0x82}), Bytes(130, 0x41)), Messages{},
-         Lines{}},
-        {"12-bit length 200", true, L12,
-         concat(concat(wire({0x02, 0xC8, 0x01}), Bytes(202, 0x41)), EXAMPLE_FRAME),
-         Messages{EXAMPLE_MESSAGE}, Lines{"STX found when not expected"}},
-        {"16-bit negative total", false, L16, concat(wire({0x02, 0x05, 0x80}), Bytes(100, 0x41)),
-         Messages{}, Lines{}},
-        // 384 is sent as 80 01 and read as 256 - 128: the frame ends 256 bytes early.
-        {"16-bit length 384", false, L16,
-         concat(concat(wire({0x02, 0x80, 0x01}), Bytes(128, 0x41)), Bytes(256, 0x42)),
-         Messages{Bytes(128, 0x41)}, Lines(256, "66")},
-        {"16-bit length 384 with crc", true, L16,
-         concat(wire({0x02, 0x80, 0x01}), Bytes(130, 0x41)), Messages{},
-         Lines{"CRC error in frame"}},
-    };
-    for (const auto& c : cases) {
-        for (std::size_t chunk : {WHOLE, std::size_t{1}}) {
-            SCOPED_TRACE(std::string(c.name) + (chunk == 1 ? ", byte by byte" : ", whole"));
-            testing::ConsoleCapture console;
-            auto decoder = configured<LinkDecoder16>(c.crc, c.lengthSize);
-            EXPECT_EQ(feed(decoder, c.stream, chunk), c.messages);
-            EXPECT_EQ(console.lines(), c.console);
+    for (bool portable : linktest::BOTH_PATHS) {
+        SCOPED_TRACE(linktest::pathName(portable));
+        const PortableGuard guard(portable);
+        const struct {
+            const char* name;
+            bool crc;
+            std::int64_t lengthSize;
+            Bytes stream;
+            Messages messages;
+            Lines console;
+        } cases[] = {
+            {"worked example", true, L12, EXAMPLE_FRAME, Messages{EXAMPLE_MESSAGE}, Lines{}},
+            // Unchecked, the CRC pair arrives outside a frame and is logged.
+            {"no crc check", false, L12, EXAMPLE_FRAME, Messages{EXAMPLE_MESSAGE},
+             Lines{"-54", "68"}},
+            {"start inside a frame", true, L12, concat(wire({0x02, 0x03, 0xAA}), EXAMPLE_FRAME),
+             Messages{EXAMPLE_MESSAGE}, Lines{"STX found when not expected"}},
+            {"double escape", true, L12,
+             concat(wire({0x02, 0x04, 0x01, 0x10, 0x10, 0x41, 0xCA}), EXAMPLE_FRAME),
+             Messages{EXAMPLE_MESSAGE}, Lines{"Double DLE found", "65", "-54"}},
+            // The reused received CRC must be fully overwritten by the next frame's pair.
+            {"altered crc", true, L12,
+             concat(wire({0x02, 0x04, 0x01, 0x10, 0x42, 0x10, 0x50, 0x41, 0xCB, 0x44,
+                          0x02, 0x04, 0x01, 0x10, 0x42, 0x10, 0x50, 0x41, 0xCA, 0x45}),
+                    EXAMPLE_FRAME),
+             Messages{EXAMPLE_MESSAGE}, Lines(2, "CRC error in frame")},
+            {"zero 8-bit length", false, L8, wire({0x02, 0x00, 0x05}), Messages{},
+             Lines{"Zero length (8 bit) frame indicated", "5"}},
+            {"zero 16-bit length", false, L16, wire({0x02, 0x00, 0x00, 0x06}), Messages{},
+             Lines{"Zero length (16 bit) frame indicated", "6"}},
+            // The one-byte 12-bit length is not tested for zero: the frame waits for the next
+            // start.
+            {"zero 12-bit length", false, L12, wire({0x02, 0x00, 0x41, 0x42, 0x02, 0x01, 0x43}),
+             Messages{wire({0x43})}, Lines{"STX found when not expected"}},
+            {"unknown length size", false, 9, wire({0x02, 0x01, 0x41}), Messages{},
+             Lines(2, "LinkDec: lengthSize is out of control #1")},
+            // 0x41 ^ 0x40 = 1 gives a one-byte frame; outside a frame the unescaped byte is logged.
+            {"escape before start", false, L12, wire({0x10, 0x02, 0x41, 0x55, 0x10, 0x3F}),
+             Messages{wire({0x55})}, Lines{"127"}},
+            // Lengths widen as signed bytes: a 12-bit or 8-bit length over 127 never completes.
+            {"8-bit length 130", false, L8, concat(wire({0x02, 0x82}), Bytes(130, 0x41)),
+             Messages{}, Lines{}},
+            {"12-bit length 200", true, L12,
+             concat(concat(wire({0x02, 0xC8, 0x01}), Bytes(202, 0x41)), EXAMPLE_FRAME),
+             Messages{EXAMPLE_MESSAGE}, Lines{"STX found when not expected"}},
+            {"16-bit negative total", false, L16,
+             concat(wire({0x02, 0x05, 0x80}), Bytes(100, 0x41)), Messages{}, Lines{}},
+            // 384 is sent as 80 01 and read as 256 - 128: the frame ends 256 bytes early.
+            {"16-bit length 384", false, L16,
+             concat(concat(wire({0x02, 0x80, 0x01}), Bytes(128, 0x41)), Bytes(256, 0x42)),
+             Messages{Bytes(128, 0x41)}, Lines(256, "66")},
+            {"16-bit length 384 with crc", true, L16,
+             concat(wire({0x02, 0x80, 0x01}), Bytes(130, 0x41)), Messages{},
+             Lines{"CRC error in frame"}},
+        };
+        for (const auto& c : cases) {
+            for (std::size_t chunk : {WHOLE, std::size_t{1}}) {
+                SCOPED_TRACE(std::string(c.name) + (chunk == 1 ? ", byte by byte" : ", whole"));
+                testing::ConsoleCapture console;
+                auto decoder = configured<LinkDecoder16>(c.crc, c.lengthSize);
+                EXPECT_EQ(feed(decoder, c.stream, chunk), c.messages);
+                EXPECT_EQ(console.lines(), c.console);
+            }
         }
     }
 }
@@ -292,60 +299,109 @@ TEST(LinkDecoderStreams, LengthSizeChangedInsideAFrameIsLoggedWithoutLeavingTheS
 }
 
 TEST(LinkDecoderCanvas, Byte8001OfAFrameEmptyInputAndBadCountsStop) {
+    for (bool portable : linktest::BOTH_PATHS) {
+        SCOPED_TRACE(linktest::pathName(portable));
+        const PortableGuard guard(portable);
+        testing::ConsoleCapture console;
+        // A negative 12-bit length keeps storing until the canvas runs out, escaped or not.
+        for (std::size_t chunk : {1u, 7u, 1024u, 9000u}) {
+            auto decoder = configured<LinkDecoder16>(false, L12);
+            feed(decoder, concat(wire({0x02, 0x81}), Bytes(8000, 0x41)), chunk);
+            EXPECT_EQ(fatalMessage([&] { feed(decoder, wire({0x41})); }), fatal::INDEX_OUT_OF_RANGE)
+                << "chunk " << chunk;
+        }
+        Bytes pairs = wire({0x02, 0x81});
+        for (int k = 0; k < 8001; ++k) {
+            pairs.insert(pairs.end(), {0x10, 0x42});
+        }
+        auto escaped = configured<LinkDecoder16>(false, L12);
+        EXPECT_EQ(fatalMessage([&] { feed(escaped, pairs); }), fatal::INDEX_OUT_OF_RANGE);
+        LinkDecoder16 decoder;
+        EXPECT_EQ(fatalMessage([&] { decoder.processByteLump(ByteLump(std::int64_t{0}), 0); }),
+                  fatal::EMPTY_RANGE);
+        EXPECT_TRUE(console.lines().empty());
+        // The count is trusted over the payload.
+        ByteLump lump(concat(EXAMPLE_FRAME, EXAMPLE_FRAME));
+        lump.sizeInBytes = static_cast<std::int64_t>(EXAMPLE_FRAME.size());
+        ASSERT_EQ(decoder.processByteLump(lump, 3).size(), 1u);
+        lump.sizeInBytes = 21;
+        EXPECT_EQ(fatalMessage([&] { decoder.processByteLump(lump, 0); }),
+                  fatal::INDEX_OUT_OF_RANGE);
+    }
+}
+
+// Counts at the ends of the signed range: the last index (count - 1) of the most negative one
+// overflows, every other one is an ordinary empty range or a read past the payload. The
+// sanitizers make sure none of them is reached through arithmetic that wraps.
+TEST(LinkCounts, ExtremeCountsStopThroughTheirOwnEdge) {
+    constexpr std::int64_t MIN = std::numeric_limits<std::int64_t>::min();
+    constexpr std::int64_t MAX = std::numeric_limits<std::int64_t>::max();
+    const struct {
+        std::int64_t count;
+        std::string_view decoder;
+        std::string_view copy;
+        std::string_view quorin;
+    } cases[] = {
+        {MIN, fatal::ARITHMETIC_OVERFLOW, fatal::NEGATIVE_COUNT, fatal::NEGATIVE_COUNT},
+        {MIN + 1, fatal::EMPTY_RANGE, fatal::NEGATIVE_COUNT, fatal::NEGATIVE_COUNT},
+        {-1, fatal::EMPTY_RANGE, fatal::NEGATIVE_COUNT, fatal::EMPTY_RANGE},
+        {MAX - 1, fatal::INDEX_OUT_OF_RANGE, fatal::INDEX_OUT_OF_RANGE, fatal::ARITHMETIC_OVERFLOW},
+        {MAX, fatal::INDEX_OUT_OF_RANGE, fatal::INDEX_OUT_OF_RANGE, fatal::ARITHMETIC_OVERFLOW},
+    };
     testing::ConsoleCapture console;
-    // A negative 12-bit length keeps storing until the canvas runs out, escaped or not.
-    for (std::size_t chunk : {1u, 7u, 1024u, 9000u}) {
-        auto decoder = configured<LinkDecoder16>(false, L12);
-        feed(decoder, concat(wire({0x02, 0x81}), Bytes(8000, 0x41)), chunk);
-        EXPECT_EQ(fatalMessage([&] { feed(decoder, wire({0x41})); }), fatal::INDEX_OUT_OF_RANGE)
-            << "chunk " << chunk;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.count);
+        ByteLump lump(wire({0x41, 0x42}));
+        lump.sizeInBytes = c.count;
+        LinkDecoder16 decoder;
+        EXPECT_EQ(fatalMessage([&] { decoder.processByteLump(lump, 0); }), c.decoder);
+        EXPECT_EQ(fatalMessage([&] { (void)ByteLump::copyOf(lump); }), c.copy);
+        EXPECT_EQ(fatalMessage([&] { (void)lump.toByteArray(); }), c.copy);
+        auto plain = configured<LinkEncoder>(true, L16);
+        EXPECT_EQ(fatalMessage([&] { frameOf(plain, lump); }),
+                  c.count > 0 ? fatal::INDEX_OUT_OF_RANGE : testing::NO_FATAL_ERROR);
+        LinkEncoder quorin;
+        quorin.setQuorinCRCEnable(true);
+        EXPECT_EQ(fatalMessage([&] { frameOf(quorin, lump); }), c.quorin);
     }
-    Bytes pairs = wire({0x02, 0x81});
-    for (int k = 0; k < 8001; ++k) {
-        pairs.insert(pairs.end(), {0x10, 0x42});
-    }
-    auto escaped = configured<LinkDecoder16>(false, L12);
-    EXPECT_EQ(fatalMessage([&] { feed(escaped, pairs); }), fatal::INDEX_OUT_OF_RANGE);
-    LinkDecoder16 decoder;
-    EXPECT_EQ(fatalMessage([&] { decoder.processByteLump(ByteLump(std::int64_t{0}), 0); }),
-              fatal::EMPTY_RANGE);
-    EXPECT_TRUE(console.lines().empty());
-    // The count is trusted over the payload.
-    ByteLump lump(concat(EXAMPLE_FRAME, EXAMPLE_FRAME));
-    lump.sizeInBytes = static_cast<std::int64_t>(EXAMPLE_FRAME.size());
-    ASSERT_EQ(decoder.processByteLump(lump, 3).size(), 1u);
-    lump.sizeInBytes = 21;
-    EXPECT_EQ(fatalMessage([&] { decoder.processByteLump(lump, 0); }), fatal::INDEX_OUT_OF_RANGE);
+    // A start far past the source stops at its first read, not at the sum start + count.
+    EXPECT_EQ(fatalMessage([] { ByteLump l(wire({1, 2}), MAX, 2); }), fatal::INDEX_OUT_OF_RANGE);
+    EXPECT_EQ(fatalMessage([] { ByteLump l(wire({1, 2}), 1, MAX); }), fatal::INDEX_OUT_OF_RANGE);
+    EXPECT_EQ(fatalMessage([] { ByteLump l(wire({1, 2}), MIN, 1); }), fatal::INDEX_OUT_OF_RANGE);
 }
 
 TEST(LinkRoundTrip, EveryCarriedLengthComesBackUnchangedHoweverItIsSplit) {
-    const std::pair<std::int64_t, bool> settings[] = {
-        {L12, true}, {L12, false}, {L16, true}, {L8, true}, {L8, false}};
-    for (const auto& [lengthSize, crc] : settings) {
-        SCOPED_TRACE("length size " + std::to_string(lengthSize) + (crc ? " with crc" : ""));
-        std::vector<std::size_t> lengths(127);
-        std::iota(lengths.begin(), lengths.end(), 1);
-        if (lengthSize == L16) {
-            // Lengths whose low byte stays below 0x80, up to the full canvas.
-            lengths.insert(lengths.end(), {256, 300, 383, 1024, 1151, 4096, 7999, 8000});
+    for (bool portable : linktest::BOTH_PATHS) {
+        SCOPED_TRACE(linktest::pathName(portable));
+        const PortableGuard guard(portable);
+        const std::pair<std::int64_t, bool> settings[] = {
+            {L12, true}, {L12, false}, {L16, true}, {L8, true}, {L8, false}};
+        for (const auto& [lengthSize, crc] : settings) {
+            SCOPED_TRACE("length size " + std::to_string(lengthSize) + (crc ? " with crc" : ""));
+            std::vector<std::size_t> lengths(127);
+            std::iota(lengths.begin(), lengths.end(), 1);
+            if (lengthSize == L16) {
+                // Lengths whose low byte stays below 0x80, up to the full canvas.
+                lengths.insert(lengths.end(), {256, 300, 383, 1024, 1151, 4096, 7999, 8000});
+            }
+            std::mt19937 rng(static_cast<unsigned>(lengthSize * 2 + crc));
+            Messages messages;
+            Bytes stream;
+            testing::ConsoleCapture console;
+            auto encoder = configured<LinkEncoder>(crc, lengthSize);
+            for (std::size_t n : lengths) {
+                messages.push_back(randomMessage(rng, n));
+                stream = concat(stream, frameOf(encoder, ByteLump(messages.back())));
+            }
+            console.clear();
+            // One byte per call splits every frame at every position; 17 leaves the bulk paths a
+            // full block after each split.
+            for (std::size_t chunk : {WHOLE, std::size_t{1}, std::size_t{17}}) {
+                auto decoder = configured<LinkDecoder16>(crc, lengthSize);
+                EXPECT_EQ(feed(decoder, stream, chunk), messages) << "chunk " << chunk;
+            }
+            EXPECT_TRUE(console.lines().empty());
         }
-        std::mt19937 rng(static_cast<unsigned>(lengthSize * 2 + crc));
-        Messages messages;
-        Bytes stream;
-        testing::ConsoleCapture console;
-        auto encoder = configured<LinkEncoder>(crc, lengthSize);
-        for (std::size_t n : lengths) {
-            messages.push_back(randomMessage(rng, n));
-            stream = concat(stream, frameOf(encoder, ByteLump(messages.back())));
-        }
-        console.clear();
-        // One byte per call splits every frame at every position; 17 leaves the bulk paths a
-        // full block after each split.
-        for (std::size_t chunk : {WHOLE, std::size_t{1}, std::size_t{17}}) {
-            auto decoder = configured<LinkDecoder16>(crc, lengthSize);
-            EXPECT_EQ(feed(decoder, stream, chunk), messages) << "chunk " << chunk;
-        }
-        EXPECT_TRUE(console.lines().empty());
     }
 }
 

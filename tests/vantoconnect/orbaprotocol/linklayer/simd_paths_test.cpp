@@ -1,6 +1,7 @@
-// The block paths of the codecs (escaping, unescaping and dumping many bytes per step) against
-// byte-at-a-time references, on data where escapes fill whole blocks, straddle block ends and
-// sit next to framing errors.
+// The codecs (check value, escaping, unescaping and dumping) against byte-at-a-time
+// references, on data where escapes fill whole blocks, straddle block ends and sit next to
+// framing errors. Every case runs twice: on the block paths the processor offers and on the
+// portable paths forced, so a machine with the instructions checks both.
 
 #include <gtest/gtest.h>
 
@@ -9,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/vantoconnect/orbaprotocol/linklayer/LinkTestSupport.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/CRC.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkDecoder16.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkEncoder.hpp"
@@ -87,49 +89,58 @@ std::vector<Bytes> decode(const Bytes& stream, std::size_t chunk) {
 }
 
 TEST(LinkBlockPaths, FramesAndConsoleLinesMatchByteAtATimeReferences) {
-    std::mt19937 rng(77);
-    LinkEncoder encoder;
-    encoder.setCRCEnable(true);
-    encoder.setLengthSize(LinkEncoder::LENGTH_16BIT);
-    std::vector<Bytes> messages;
-    Bytes stream;
-    Console console;
-    for (int kind = 0; kind < 4; ++kind) {
-        // Lengths whose low byte stays below 0x80, as the decoder reads it signed.
-        for (std::size_t n : {1, 7, 8, 9, 15, 16, 17, 31, 33, 64, 65, 127, 300, 1100}) {
-            messages.push_back(message(rng, n, kind));
-            const auto [frame, line] = referenceFrame(messages.back());
-            console.lines.clear();
-            ASSERT_EQ(encoder.processByteLump(ByteLump(messages.back()), 0).at(0).payload, frame)
-                << "kind " << kind << ", length " << n;
-            ASSERT_EQ(console.lines, Lines{line});
-            stream.insert(stream.end(), frame.begin(), frame.end());
+    for (bool portable : linktest::BOTH_PATHS) {
+        SCOPED_TRACE(linktest::pathName(portable));
+        const linktest::PortableGuard guard(portable);
+        std::mt19937 rng(77);
+        LinkEncoder encoder;
+        encoder.setCRCEnable(true);
+        encoder.setLengthSize(LinkEncoder::LENGTH_16BIT);
+        std::vector<Bytes> messages;
+        Bytes stream;
+        Console console;
+        for (int kind = 0; kind < 4; ++kind) {
+            // Lengths whose low byte stays below 0x80, as the decoder reads it signed.
+            for (std::size_t n : {1, 7, 8, 9, 15, 16, 17, 31, 33, 64, 65, 127, 300, 1100}) {
+                messages.push_back(message(rng, n, kind));
+                const auto [frame, line] = referenceFrame(messages.back());
+                console.lines.clear();
+                ASSERT_EQ(encoder.processByteLump(ByteLump(messages.back()), 0).at(0).payload,
+                          frame)
+                    << "kind " << kind << ", length " << n;
+                ASSERT_EQ(console.lines, Lines{line});
+                stream.insert(stream.end(), frame.begin(), frame.end());
+            }
         }
+        console.lines.clear();
+        // Chunks of 33 put every escape at every offset of a block and cut pairs between calls.
+        for (std::size_t chunk : {stream.size(), std::size_t{1024}, std::size_t{33}}) {
+            EXPECT_EQ(decode(stream, chunk), messages) << "chunk " << chunk;
+        }
+        EXPECT_TRUE(console.lines.empty());
     }
-    console.lines.clear();
-    // Chunks of 33 put every escape at every offset of a block and cut pairs between calls.
-    for (std::size_t chunk : {stream.size(), std::size_t{1024}, std::size_t{33}}) {
-        EXPECT_EQ(decode(stream, chunk), messages) << "chunk " << chunk;
-    }
-    EXPECT_TRUE(console.lines.empty());
 }
 
 TEST(LinkBlockPaths, FramingErrorsInsideEscapedRunsAreReportedAndTheNextFrameArrives) {
-    std::mt19937 rng(78);
-    const Bytes first = message(rng, 600, 0);
-    const Bytes second = message(rng, 300, 1);
-    const Bytes good = referenceFrame(second).first;
-    const std::pair<Bytes, std::string> faults[] = {{{0x02}, "STX found when not expected"},
-                                                    {{0x10, 0x10}, "Double DLE found"}};
-    for (const auto& [fault, text] : faults) {
-        for (std::size_t at : {40, 41, 47, 200}) {
-            Bytes stream = referenceFrame(first).first;
-            stream.insert(stream.begin() + static_cast<long>(at), fault.begin(), fault.end());
-            stream.insert(stream.end(), good.begin(), good.end());
-            Console console;
-            EXPECT_EQ(decode(stream, 64), std::vector<Bytes>{second}) << text << " at " << at;
-            ASSERT_FALSE(console.lines.empty());
-            EXPECT_EQ(console.lines.front(), text);
+    for (bool portable : linktest::BOTH_PATHS) {
+        SCOPED_TRACE(linktest::pathName(portable));
+        const linktest::PortableGuard guard(portable);
+        std::mt19937 rng(78);
+        const Bytes first = message(rng, 600, 0);
+        const Bytes second = message(rng, 300, 1);
+        const Bytes good = referenceFrame(second).first;
+        const std::pair<Bytes, std::string> faults[] = {{{0x02}, "STX found when not expected"},
+                                                        {{0x10, 0x10}, "Double DLE found"}};
+        for (const auto& [fault, text] : faults) {
+            for (std::size_t at : {40, 41, 47, 200}) {
+                Bytes stream = referenceFrame(first).first;
+                stream.insert(stream.begin() + static_cast<long>(at), fault.begin(), fault.end());
+                stream.insert(stream.end(), good.begin(), good.end());
+                Console console;
+                EXPECT_EQ(decode(stream, 64), std::vector<Bytes>{second}) << text << " at " << at;
+                ASSERT_FALSE(console.lines.empty());
+                EXPECT_EQ(console.lines.front(), text);
+            }
         }
     }
 }

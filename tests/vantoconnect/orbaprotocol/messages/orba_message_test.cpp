@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "tests/support/ConsoleCapture.hpp"
 #include "tests/vantoconnect/orbaprotocol/linklayer/LinkTestSupport.hpp"
 #include "vantoconnect/orbaprotocol/messages/GetControlStateMessage.hpp"
@@ -79,6 +81,27 @@ TEST(MessageSize, WellFormedOnlyFrom4To300Bytes) {
     EXPECT_EQ(fatalMessage([&] { empty.getType(); }), fatal::INDEX_OUT_OF_RANGE);
     EXPECT_EQ(fatalMessage([] { ORBAMessage(Bytes(3, 0)).getMessageSpecificContent(); }),
               fatal::NEGATIVE_COUNT);
+}
+
+// The length is the buffer's, not the count beside it, so a count written at either end of
+// its range changes neither the size check nor the content.
+TEST(MessageSize, LengthIsTheBufferWhateverTheCountSays) {
+    for (std::int64_t count :
+         {std::numeric_limits<std::int64_t>::min(), std::int64_t{-1}, std::int64_t{0},
+          std::int64_t{3}, std::int64_t{301}, std::numeric_limits<std::int64_t>::max()}) {
+        SCOPED_TRACE(count);
+        ORBAMessage m(wire({0x1C, 0x02, 0x4E, 0x81, 0x33}));
+        m.sizeInBytes = count;
+        EXPECT_EQ(m.getActualLength(), 5);
+        EXPECT_TRUE(m.isWellFormed());
+        EXPECT_EQ(m.getMessageSpecificContent(), wire({0x33}));
+        const ORBAMessage copy = m;  // a plain copy: both fields as they stand
+        EXPECT_EQ(copy.sizeInBytes, count);
+        EXPECT_EQ(copy.payload, m.payload);
+    }
+    ORBAMessage shortened(Bytes(301, 0));
+    shortened.sizeInBytes = 4;
+    EXPECT_FALSE(shortened.isWellFormed());
 }
 
 TEST(PayloadValue, ReadsLittleEndianWithEachByteSigned) {
