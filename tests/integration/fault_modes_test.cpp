@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <future>
 
 #include "tests/integration/IntegrationSupport.hpp"
@@ -169,6 +170,28 @@ TEST_F(FaultModes, DelayedAnswerIsWaitedForButASilentUnitHoldsTheReadUntilItClos
     unit->stop();
     // A read that returns nothing is not handled: the exchange stops.
     EXPECT_THROW(pending.get(), FatalError);
+}
+
+// ---- a unit at its connection cap --------------------------------------------------------------
+
+TEST_F(FaultModes, PastTheConnectionCapTheLibraryIsRefusedAtConnectAndGoesOn) {
+    vantoemu::EmulatedUnit capped(vantoemu::UnitOptions{
+        .port = 0, .outDir = "", .renderReceipts = false, .maxConnections = 2, .faults = {}});
+    capped.start();
+    aimAt(*manager, capped.port());
+    // Each status query leaves its socket open, so two of them fill the cap.
+    EXPECT_FALSE(vanto->printerBusy());
+    EXPECT_FALSE(vanto->printerBusy());
+    ASSERT_TRUE(capped.waitForEvents("connection_cap", 1, 2s));
+    // Refused at connect, five times over: the printer counts as busy and nothing stops.
+    EXPECT_TRUE(vanto->printerBusy());
+    EXPECT_EQ(capped.eventCount("printer_status"), 2u);
+    const auto lines = console.lines();
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                            [](const std::string& line) {
+                                return line.find("SocketError error") != std::string::npos;
+                            }),
+              5);
 }
 
 // ---- a unit that closes every connection it accepts ------------------------------------------
