@@ -97,7 +97,12 @@ PrintJobCollector::Accepted PrintJobCollector::data(const std::string& senderAdd
     if (secondSender) {
         result.note = "tag " + std::to_string(tag) +
                       " again after it was acknowledged: a second sender at this address";
-        markOverlaps(jobs, *next);
+        for (auto& job : jobs) {
+            if (job.lastTag == tag) {
+                job.job.markInterleaved("another sender at " + senderAddress +
+                                        " sent the same tags while it was open");
+            }
+        }
     }
     resolveEnds(sender, result.finished);
     if (jobs.empty() && sender.ends.empty()) {
@@ -207,9 +212,13 @@ std::vector<PrintJob> PrintJobCollector::endOfJob(const std::string& address,
     Sender& sender = found->second;
     auto& jobs = sender.jobs;
     // A job that fell silent before another open job began was cut off: it goes to paper on
-    // its own, as it stands, before anything else.
+    // its own, as it stands, before anything else. One known to share the address with another
+    // sender may only be waiting its turn; silence alone will tell.
     std::vector<std::uint64_t> cutOff;
     for (const auto& job : jobs) {
+        if (job.job.interleaved) {
+            continue;
+        }
         for (const auto& other : jobs) {
             if (other.id != job.id && job.lastSeq < other.firstSeq) {
                 cutOff.push_back(job.id);
@@ -278,14 +287,6 @@ std::size_t PrintJobCollector::pendingBytes() const {
         for (const auto& job : sender.jobs) {
             total += job.job.bytes.size();
         }
-    }
-    return total;
-}
-
-std::size_t PrintJobCollector::openJobs() const {
-    std::size_t total = 0;
-    for (const auto& [address, sender] : mOpen) {
-        total += sender.jobs.size();
     }
     return total;
 }

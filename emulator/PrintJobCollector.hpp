@@ -68,7 +68,6 @@ class PrintJobCollector {
     static constexpr std::chrono::seconds END_WAIT{2};
 
     std::size_t pendingBytes() const;
-    std::size_t openJobs() const;
 
   private:
     struct Open {
