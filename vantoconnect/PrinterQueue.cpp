@@ -16,6 +16,7 @@ namespace vantoconnect {
 
 std::atomic<bool> PrinterQueue::IS_PRINTING{false};
 std::mutex PrinterQueue::STATE_MUTEX;
+std::mutex PrinterQueue::POLL_MUTEX;
 std::vector<std::shared_ptr<VantoReceipt>> PrinterQueue::QUEUE;
 std::vector<std::shared_ptr<VantoPrinterCallback>> PrinterQueue::CALLBACK_QUEUE;
 std::vector<PrinterQueue::Tracking> PrinterQueue::TRACKING_QUEUE;
@@ -72,6 +73,9 @@ void PrinterQueue::schedule(double interval) const {
 }
 
 void PrinterQueue::runPrintingRoutine() {
+    // Polls run one at a time even when called from more than one thread, so the head a poll
+    // found free is still the head when it takes it.
+    std::lock_guard poll(POLL_MUTEX);
     std::optional<Head> dropped;
     bool askPrinter = false;
     {
@@ -109,7 +113,7 @@ void PrinterQueue::runPrintingRoutine() {
                 reportDropped(*head);
             }
         } else {
-            // Only this thread removes receipts, so the head seen above is still the head.
+            // Only polls remove receipts, so the head seen above is still the head.
             Head head;
             {
                 std::lock_guard lock(STATE_MUTEX);
@@ -151,8 +155,8 @@ bool PrinterQueue::countUnavailablePoll() {
 }
 
 PrinterQueue::Head PrinterQueue::takeHead() {
-    // A give-up decided on an empty queue stays fatal even if a receipt has arrived since: the
-    // decision and this check are made under the same lock, so nothing can have arrived.
+    // Called under the same lock as the decision to give up, so a receipt submitted meanwhile
+    // can never be taken in place of the head that was there; an empty queue stays fatal.
     if (QUEUE.empty() || CALLBACK_QUEUE.empty() || TRACKING_QUEUE.empty()) {
         fatalError(fatal::INDEX_OUT_OF_RANGE);
     }

@@ -81,6 +81,8 @@ class PrinterQueue {
 
     std::shared_ptr<VantoPrinterController> vantoPrinterController;
 
+    // Held for a whole poll; polls never overlap.
+    static std::mutex POLL_MUTEX;
     // Guards the fields below; never held while the controller or a callback runs.
     static std::mutex STATE_MUTEX;
     static std::vector<std::shared_ptr<VantoReceipt>> QUEUE;

@@ -9,7 +9,8 @@ namespace vantoconnect {
 // onPrinterCompleted (on the connection's work queue) or onPrinterError (on the printer queue's
 // timer thread), on the same thread. A unit that accepts a packet and never answers holds the
 // connection's read, which has no time limit, so no report arrives then: applications that
-// must not wait for ever keep their own watchdog.
+// must not wait for ever keep their own watchdog. Like the printer callbacks, it must return
+// quickly and must not throw.
 class VantoDeliveryListener {
   public:
     virtual ~VantoDeliveryListener() = default;

@@ -10,7 +10,8 @@ namespace vantoconnect {
 // onPrinterStarted runs on the printer queue's timer thread before any byte is sent;
 // onPrinterCompleted runs on the connection's work queue once it has passed the receipt's last
 // message; onPrinterError runs on the timer thread when the receipt is dropped unprinted.
-// Keep the work in them short: they hold up printing while they run.
+// Keep the work in them short: they hold up printing while they run. They must not throw: an
+// exception leaving a callback ends the process, as on any thread the library runs.
 class VantoPrinterCallback {
   public:
     virtual ~VantoPrinterCallback() = default;

@@ -95,10 +95,12 @@ void VantoPrinterController::printGroups(const std::vector<Bytes>& groups,
     // holds the manager: the application may have dropped everything else by then.
     mPort->getQueue().async([port = mPort, callback, delivery] {
         notifyPrinterCompleted(*port, callback);
+        PrinterQueue::IS_PRINTING.store(false);
+        // After the flag, so that an application that submits its next receipt on the report
+        // never meets a poll that still sees this job under way.
         if (delivery) {
             delivery->deliver();
         }
-        PrinterQueue::IS_PRINTING.store(false);
     });
 }
 

@@ -128,6 +128,14 @@ bool reachesUnit(const std::vector<std::string>& args) {
            std::find(unitCommands.begin(), unitCommands.end(), args[0]) != unitCommands.end();
 }
 
+// The README calls its copy of the example complete; it must stay the file itself.
+TEST(Readme, ShowsTheExampleAsItIs) {
+    const std::string readme = slurp(fs::path(VANTO_SOURCE_DIR) / "README.md");
+    const std::string example =
+        slurp(fs::path(VANTO_SOURCE_DIR) / "examples" / "print_receipt.cpp");
+    EXPECT_NE(readme.find("```cpp\n" + example + "```\n"), std::string::npos);
+}
+
 TEST(Readme, EveryCommandRunsAsWritten) {
     const std::string readme = slurp(fs::path(VANTO_SOURCE_DIR) / "README.md");
     const std::vector<Command> commands = shellCommands(readme);

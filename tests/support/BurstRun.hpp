@@ -5,8 +5,12 @@
 // PRINTER_NOT_RESPONDING, or delivered in part. Shared by the burst benchmark, which prints
 // the table, and the soak suite, which checks it.
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <memory>
 #include <mutex>
 #include <numeric>
@@ -22,15 +26,18 @@
 #include "vantoconnect/VantoReceiptTextLine.hpp"
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
 #include "vantoconnect/support/Console.hpp"
+#include "vantoconnect/support/TimerLoop.hpp"
 
 namespace vantoconnect::testing {
 
 struct BurstOutcome {
-    int printed = 0;  // every packet acknowledged
-    int dropped = 0;  // PRINTER_NOT_RESPONDING
-    int other = 0;    // delivered in part
+    bool reported = false;  // every receipt got its report before the process ended
+    int printed = 0;        // every packet acknowledged
+    int dropped = 0;        // PRINTER_NOT_RESPONDING
+    int other = 0;          // delivered in part
     bool inOrder = true;
     double seconds = 0;
+    bool survived = false;  // the process was still running a few seconds after the burst
 };
 
 // The fate of every receipt of the burst. The queue decides each receipt's fate on its timer
@@ -79,7 +86,8 @@ class ReceiptCallback : public VantoPrinterCallback, public VantoDeliveryListene
     int receipt;
 };
 
-// Submits `size` receipts at once and waits until each has its report.
+// Submits `size` receipts at once and waits until each has its report. Whether the process
+// survives the polls that follow depends on timing, so run it through runBurstInChild.
 inline BurstOutcome runBurst(int size) {
     setConsoleSink([](std::string_view) {});
     vantoemu::EmulatedUnit unit(
@@ -92,24 +100,62 @@ inline BurstOutcome runBurst(int size) {
     manager->VantoPort = unit.port();
 
     auto tally = std::make_shared<Tally>();
-    const auto start = std::chrono::steady_clock::now();
+    std::vector<std::shared_ptr<VantoReceipt>> receipts;
     for (int n = 0; n < size; ++n) {
         auto receipt = std::make_shared<VantoReceipt>();
         for (int line = 0; line < 20; ++line) {
             receipt->addLine(std::make_shared<VantoReceiptTextLine>(
                 "Receipt " + std::to_string(n) + ", line " + std::to_string(line), 0, 0, 0));
         }
-        auto callback = std::make_shared<ReceiptCallback>(tally, n);
-        vanto.print(receipt, callback, callback);
+        receipts.push_back(receipt);
     }
-    tally->waitFor(size, std::chrono::seconds(600));
+    const auto start = std::chrono::steady_clock::now();
+    // All at once, from the queue's own timer thread, so that no poll runs between them.
+    TimerLoop::shared().schedule(0, [&vanto, &receipts, tally] {
+        for (std::size_t n = 0; n < receipts.size(); ++n) {
+            auto callback = std::make_shared<ReceiptCallback>(tally, static_cast<int>(n));
+            vanto.print(receipts[n], callback, callback);
+        }
+    });
+    const bool reported = tally->waitFor(size, std::chrono::seconds(600));
+    setConsoleSink(nullptr);
     std::lock_guard lock(tally->mutex);
     BurstOutcome outcome = tally->outcome;
+    outcome.reported = reported;
     outcome.seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     std::vector<int> expected(static_cast<std::size_t>(size));
     std::iota(expected.begin(), expected.end(), 0);
     outcome.inOrder = tally->decisions == expected;
+    return outcome;
+}
+
+// Runs the burst in a child process, which stays a few seconds after the last report, as an
+// application would, while the remaining polls run out. The parent learns the outcome and
+// whether the child survived.
+inline BurstOutcome runBurstInChild(int size) {
+    int pipeFds[2];
+    if (::pipe(pipeFds) != 0) {
+        return {};
+    }
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::close(pipeFds[0]);
+        const BurstOutcome outcome = runBurst(size);
+        (void)!::write(pipeFds[1], &outcome, sizeof outcome);
+        ::close(pipeFds[1]);
+        std::this_thread::sleep_for(std::chrono::seconds(5));
+        std::_Exit(0);
+    }
+    ::close(pipeFds[1]);
+    BurstOutcome outcome;
+    if (::read(pipeFds[0], &outcome, sizeof outcome) != sizeof outcome) {
+        outcome = {};
+    }
+    ::close(pipeFds[0]);
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    outcome.survived = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     return outcome;
 }
 

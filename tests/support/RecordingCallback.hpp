@@ -1,7 +1,7 @@
 #pragma once
 
 // A printer callback and delivery listener that records every call as "kind detail" ("started
-// 127.0.0.1", "error PRINTER_NOT_RESPONDING", "report 2/2 acknowledged, end sent") in arrival
+// 127.0.0.1", "error PRINTER_NOT_RESPONDING", "report 2/0/0/0 of 2, end sent, all acknowledged") in arrival
 // order, from whichever thread it comes, so a test compares the whole story in one assertion.
 
 #include <chrono>

@@ -38,10 +38,11 @@ TEST(QueueIntervals, FirstPollAfterATenthThenEveryTwoSeconds) {
     ASSERT_TRUE(callback->waitForEvents(1, 5s));
     const auto started = callback->times()[0];
 
-    EXPECT_GE(firstPoll - submitted, 90ms);
-    EXPECT_LT(firstPoll - submitted, 400ms);
-    EXPECT_GE(started - firstPoll, 1900ms);
-    EXPECT_LT(started - firstPoll, 2500ms);
+    // Lower bounds are what the timers promise; upper bounds leave room for a loaded machine.
+    EXPECT_GE(firstPoll - submitted, 100ms);
+    EXPECT_LT(firstPoll - submitted, 1s);
+    EXPECT_GE(started - submitted, 2100ms);
+    EXPECT_LT(started - submitted, 3500ms);
     ASSERT_TRUE(callback->waitForEvents(2));
     EXPECT_TRUE(PrinterQueue::resetForTesting());
 }

@@ -79,11 +79,9 @@ void GenericConnectionManager::write(const Bytes& buffer, bool resendForAcknowle
 WriteOutcome GenericConnectionManager::writeBody(const Bytes& buffer, bool resendForAcknowledged) {
     WriteOutcome outcome;
     for (int attempt = 0; attempt < NUM_OF_RETRIES_SENT_PACKAGES; ++attempt) {
-        ++outcome.attempts;
         try {
             openConnection();
             writeToVanto(toUnsignedBytes(buffer));
-            ++outcome.written;
             if (!resendForAcknowledged) {
                 outcome.delivered = true;
             } else {

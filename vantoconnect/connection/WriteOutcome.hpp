@@ -7,9 +7,6 @@ namespace vantoconnect {
 struct WriteOutcome {
     // Acknowledged, or, when no acknowledgement was wanted, written to a connection.
     bool delivered = false;
-    int attempts = 0;
-    // Attempts whose bytes reached a connection.
-    int written = 0;
     // Answers saying the printer is not OK.
     int refused = 0;
     // Answers that neither acknowledged nor refused.

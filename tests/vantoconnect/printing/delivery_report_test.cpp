@@ -108,6 +108,25 @@ TEST_F(DeliveryReportTest, EveryPacketLandsInExactlyOneCount) {
     }
 }
 
+// Every packet acknowledged is not enough: the end of the job must reach the unit too. The
+// last acknowledgement comes late, and meanwhile the unit's port goes away.
+TEST_F(DeliveryReportTest, AcknowledgedPacketsWithoutTheEndOfJobAreNotAPrintedReceipt) {
+    using namespace std::chrono_literals;
+    unit.script(Reply::bytes(PRINTER_READY));
+    unit.script(Reply::bytes(PRINT_ACKNOWLEDGED));
+    unit.script(Reply::chunked({{500ms, PRINT_ACKNOWLEDGED}}));
+    auto callback = std::make_shared<RecordingCallback>();
+    queue.addToQueue(twoPacketReceipt(), callback, callback);
+    ASSERT_TRUE(unit.waitForConnections(3));
+    manager->VantoPort = FakeUnit::unusedPort();
+    EXPECT_EQ(callback->events(3), (Events{"started 127.0.0.1", "completed 127.0.0.1",
+                                           "report 2/0/0/0 of 2, end not sent"}));
+    EXPECT_EQ(callback->reports().at(0).summary(),
+              "the end of the job could not be sent; the receipt is incomplete");
+    ASSERT_TRUE(PrinterQueue::resetForTesting());
+    EXPECT_EQ(callback->events().size(), 3u);  // one report, never a second
+}
+
 TEST_F(DeliveryReportTest, UnreachableUnitAndDroppedReceiptAreNeverCalledPrinted) {
     unit.script(Reply::bytes(PRINTER_READY));
     auto gone = std::make_shared<UnitGoneAtStart>(manager);
