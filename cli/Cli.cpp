@@ -168,53 +168,7 @@ int Cli::run(int argc, char** argv) {
     demo->add_option("--out", demoOut, "where receipt.png is written")->capture_default_str();
     demo->callback([&] { action = [&] { DemoCommand::run(demoOut); }; });
 
-    auto* emulate = app.add_subcommand("emulate", "run an emulated unit until Ctrl-C");
-    EmulateCommand::Options emu;
-    double drawerCloseAfter = 5.0;
-    int notReadyPolls = 0;
-    int errorReplies = 0;
-    int corruptCrc = 0;
-    int delayMs = 0;
-    bool refuse = false;
-    emu.unit.port = 8080;
-    emulate->add_option("--bind", emu.unit.bind, "address to listen on")->capture_default_str();
-    emulate->add_option("--port", emu.unit.port, "TCP port (0 picks a free one)")
-        ->capture_default_str();
-    emulate->add_option("--out", emu.unit.outDir, "folder for receipt PNGs, texts, events.jsonl")
-        ->capture_default_str();
-    emulate
-        ->add_option("--drawer-close-after", drawerCloseAfter,
-                     "seconds until an opened drawer closes (0: stays open)")
-        ->capture_default_str()
-        ->check(CLI::NonNegativeNumber);
-    emulate
-        ->add_option("--printer-not-ready", notReadyPolls,
-                     "answer the next N busy polls 'not ready'")
-        ->check(CLI::NonNegativeNumber);
-    emulate->add_option("--printer-state", emu.printerState, "ready, not-ready or error")
-        ->capture_default_str();
-    emulate
-        ->add_option("--printer-error", errorReplies,
-                     "answer the next N print packets with a printer error")
-        ->check(CLI::NonNegativeNumber);
-    emulate->add_option("--reply", emu.reply, "normal, silent or unrecognised")
-        ->capture_default_str();
-    emulate->add_option("--corrupt-crc", corruptCrc, "corrupt the CRC of the next N replies")
-        ->check(CLI::NonNegativeNumber);
-    emulate->add_option("--delay", delayMs, "delay every reply by MS milliseconds")
-        ->check(CLI::NonNegativeNumber);
-    emulate->add_flag("--refuse", refuse, "close every connection at once");
-    emulate->callback([&] {
-        emu.unit.drawerCloseAfter =
-            std::chrono::milliseconds(static_cast<long long>(drawerCloseAfter * 1000));
-        emu.unit.faults.printerNotReadyPolls = notReadyPolls;
-        emu.unit.faults.printerErrorReplies = errorReplies;
-        emu.unit.faults.corruptCrcReplies = corruptCrc;
-        emu.unit.faults.replyDelay = std::chrono::milliseconds(delayMs);
-        emu.unit.faults.refuseConnections = refuse;
-        emu.verbose = verbose;
-        action = [&] { EmulateCommand::run(emu); };
-    });
+    EmulateCommand::addTo(app, action, verbose);
 
     auto* print = app.add_subcommand(
         "print", "print receipt files (JSON) on a unit, each after the previous one has completed");

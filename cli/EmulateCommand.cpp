@@ -1,7 +1,11 @@
 #include "cli/EmulateCommand.hpp"
 
+#include <sys/resource.h>
+
+#include <CLI/CLI.hpp>
 #include <csignal>
 #include <iostream>
+#include <memory>
 #include <mutex>
 #include <set>
 
@@ -39,9 +43,120 @@ ReplyMode replyMode(const std::string& word) {
     throw CliError(CliError::BAD_INPUT,
                    "unknown reply mode \"" + word + "\" (use normal, silent or unrecognised)");
 }
+std::chrono::milliseconds seconds(double value) {
+    return std::chrono::milliseconds(static_cast<long long>(value * 1000));
+}
+
+// Every open connection costs a descriptor; the usual soft limit of 1024 would stop the unit
+// accepting long before its connection cap.
+void allowDescriptorsFor(std::size_t connections) {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) {
+        return;
+    }
+    const rlim_t wanted = static_cast<rlim_t>(connections) + 256;
+    if (limit.rlim_cur < wanted) {
+        limit.rlim_cur =
+            limit.rlim_max == RLIM_INFINITY ? wanted : std::min(wanted, limit.rlim_max);
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+const char* const PRINTER_HELP =
+    "ready: the printer answers ready and prints; "
+    "not-ready: every status poll answers 'not ready', data that still arrives is printed; "
+    "error: every status poll answers 'not ready' with the error flag, and data that still "
+    "arrives is refused, as with the cover open or out of paper";
+
 }  // namespace
 
+void EmulateCommand::addTo(CLI::App& app, std::function<void()>& action, const bool& verbose) {
+    auto* emulate = app.add_subcommand("emulate", "run an emulated unit until Ctrl-C");
+    // The parsed values land here; the callback keeps it alive as long as the command line.
+    struct Parsed {
+        Options emu;
+        double drawerCloseAfter = 5.0;
+        double idleTimeout = 0;
+        double jobGap = 210;
+        double logLimitMb = 64;
+        int delayMs = 0;
+    };
+    auto parsed = std::make_shared<Parsed>();
+    Options& emu = parsed->emu;
+    emu.unit.port = 8080;
+    emulate->add_option("--bind", emu.unit.bind, "address to listen on")->capture_default_str();
+    emulate->add_option("--port", emu.unit.port, "TCP port (0 picks a free one)")
+        ->capture_default_str();
+    emulate->add_option("--out", emu.unit.outDir, "folder for receipt PNGs, texts, events.jsonl")
+        ->capture_default_str();
+    emulate
+        ->add_option("--drawer-close-after", parsed->drawerCloseAfter,
+                     "seconds until an opened drawer closes (0: stays open)")
+        ->capture_default_str()
+        ->check(CLI::NonNegativeNumber);
+    emulate->add_option("--printer,--printer-state", emu.printerState, PRINTER_HELP)
+        ->capture_default_str()
+        ->check(CLI::IsMember({"ready", "not-ready", "error"}));
+    emulate
+        ->add_option("--printer-not-ready", emu.unit.faults.printerNotReadyPolls,
+                     "answer the next N status polls 'not ready'")
+        ->check(CLI::NonNegativeNumber);
+    emulate
+        ->add_option("--printer-error", emu.unit.faults.printerErrorReplies,
+                     "refuse the next N print packets with a printer error, while status polls "
+                     "still answer ready")
+        ->check(CLI::NonNegativeNumber);
+    emulate->add_option("--reply", emu.reply, "normal, silent or unrecognised")
+        ->capture_default_str();
+    emulate
+        ->add_option("--corrupt-crc", emu.unit.faults.corruptCrcReplies,
+                     "corrupt the CRC of the next N replies")
+        ->check(CLI::NonNegativeNumber);
+    emulate->add_option("--delay", parsed->delayMs, "delay every reply by MS milliseconds")
+        ->check(CLI::NonNegativeNumber);
+    emulate->add_flag("--refuse", emu.unit.faults.refuseConnections,
+                      "close every connection at once");
+    emulate
+        ->add_option("--idle-timeout", parsed->idleTimeout,
+                     "close a connection idle for SECONDS unless its sender still waits for an "
+                     "answer (0: never)")
+        ->capture_default_str()
+        ->check(CLI::NonNegativeNumber);
+    emulate
+        ->add_option("--max-connections", emu.unit.maxConnections,
+                     "open connections beyond which new ones are refused until some close")
+        ->capture_default_str()
+        ->check(CLI::PositiveNumber);
+    emulate
+        ->add_option("--keep", emu.unit.keep,
+                     "receipts kept on disk and in memory, older ones deleted (0: keep every "
+                     "file)")
+        ->capture_default_str();
+    emulate
+        ->add_option("--job-gap", parsed->jobGap,
+                     "seconds of silence after which a job that never ended is printed as "
+                     "incomplete (the library pauses up to 200 s between packets)")
+        ->capture_default_str()
+        ->check(CLI::PositiveNumber);
+    emulate
+        ->add_option("--log-limit", parsed->logLimitMb,
+                     "MB at which events.jsonl is renamed events.1.jsonl and started afresh")
+        ->capture_default_str()
+        ->check(CLI::PositiveNumber);
+    emulate->callback([&action, &verbose, parsed] {
+        Options& emu = parsed->emu;
+        emu.unit.drawerCloseAfter = seconds(parsed->drawerCloseAfter);
+        emu.unit.faults.replyDelay = std::chrono::milliseconds(parsed->delayMs);
+        emu.unit.idleTimeout = seconds(parsed->idleTimeout);
+        emu.unit.jobIdleGap = seconds(parsed->jobGap);
+        emu.unit.eventLogLimit = static_cast<std::size_t>(parsed->logLimitMb * (1u << 20));
+        emu.verbose = verbose;
+        action = [parsed] { EmulateCommand::run(parsed->emu); };
+    });
+}
+
 void EmulateCommand::run(Options options) {
+    allowDescriptorsFor(options.unit.maxConnections);
     options.unit.faults.printer = printerCondition(options.printerState);
     options.unit.faults.replyMode = replyMode(options.reply);
 

@@ -3,9 +3,14 @@
 // `vanto emulate`: runs the emulated unit in the foreground until interrupted, printing what it
 // receives and does.
 
+#include <functional>
 #include <string>
 
 #include "emulator/EmulatedUnit.hpp"
+
+namespace CLI {
+class App;
+}
 
 namespace vantocli {
 
@@ -17,6 +22,10 @@ class EmulateCommand {
         std::string reply = "normal";        // normal, silent, unrecognised
         bool verbose = false;                // also every frame, reply and connection
     };
+
+    // Adds the `emulate` subcommand with its options; when it is chosen, `action` is set to
+    // run it. `verbose` is read when the command line has been parsed.
+    static void addTo(CLI::App& app, std::function<void()>& action, const bool& verbose);
 
     // Returns when SIGINT or SIGTERM arrives.
     static void run(Options options);

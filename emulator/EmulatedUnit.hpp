@@ -5,6 +5,10 @@
 // of its LEDs, lights, USB power, solenoid and drawer, collects print jobs and renders each
 // finished job to a PNG and a text file. Faults can be switched on to see how the library copes.
 //
+// It is assembled from three rooms: the server (UnitServer, UnitConnection) on the wire, the
+// unit (UnitState, PrintJobCollector) with its state and faults, and the printer's pipeline
+// (ReceiptPipeline) that puts finished jobs on paper.
+//
 // Everything here is thread-safe: the server runs on its own thread, rendering on another.
 
 #include <chrono>
@@ -17,47 +21,31 @@
 
 #include "emulator/EventLog.hpp"
 #include "emulator/PrinterDocument.hpp"
+#include "emulator/ReceiptPipeline.hpp"
 #include "emulator/ReceiptRenderer.hpp"
+#include "emulator/UnitOptions.hpp"
 #include "emulator/UnitSnapshot.hpp"
+#include "emulator/UnitState.hpp"
 
 namespace vantoemu {
 
-struct UnitOptions {
-    std::string bind = "127.0.0.1";
-    std::uint16_t port = 8080;   // 0 picks a free port; read it back with port()
-    std::string outDir = "out";  // empty: nothing is written to disk
-    std::chrono::milliseconds drawerCloseAfter{5000};  // zero: stays open until closeDrawer()
-    bool renderReceipts = true;
-    Faults faults;
-};
-
-struct PrintedReceipt {
-    int number = 0;
-    std::vector<std::uint8_t> bytes;  // the job's printer bytes, packets joined
-    std::size_t packets = 0;
-    PrinterDocument document;
-    RenderedReceipt rendered;  // pixels and PNG are dropped for all but the latest receipts
-    std::string pngPath;
-    std::string textPath;
-};
-
 class EmulatedUnit {
   public:
-    // How many receipts keep their pixels and PNG in memory.
-    static constexpr std::size_t RECEIPTS_WITH_PIXELS = 16;
+    static constexpr std::size_t RECEIPTS_WITH_PIXELS = ReceiptPipeline::RECEIPTS_WITH_PIXELS;
 
-    static constexpr std::uint8_t CHANNEL_PRINTER = 2;
-    static constexpr std::uint8_t CHANNEL_IO = 11;
-    static constexpr std::uint8_t CHANNEL_DRAWER = 12;
-    static constexpr std::uint8_t TYPE_SET_IO_STATE = 0x49;
-    static constexpr std::uint8_t TYPE_SWITCH_DATA = 0x4E;
-    static constexpr std::uint8_t TYPE_PORT_CONTROL = 0x61;
-    static constexpr std::uint8_t TYPE_UNRECOGNISED = 0x3F;
-    static constexpr std::size_t PORT_CONTROL_CONTENT = 18;
-    static constexpr std::uint8_t PRINTER_READY = 0x04;
-    static constexpr std::uint8_t PRINTER_NOT_READY = 0x00;
-    static constexpr std::uint8_t DRAWER_CLOSED = 0x7F;
-    static constexpr std::uint8_t DRAWER_OPEN = 0x3F;
+    static constexpr std::uint8_t CHANNEL_PRINTER = UnitState::CHANNEL_PRINTER;
+    static constexpr std::uint8_t CHANNEL_IO = UnitState::CHANNEL_IO;
+    static constexpr std::uint8_t CHANNEL_DRAWER = UnitState::CHANNEL_DRAWER;
+    static constexpr std::uint8_t TYPE_SET_IO_STATE = UnitState::TYPE_SET_IO_STATE;
+    static constexpr std::uint8_t TYPE_SWITCH_DATA = UnitState::TYPE_SWITCH_DATA;
+    static constexpr std::uint8_t TYPE_PORT_CONTROL = UnitState::TYPE_PORT_CONTROL;
+    static constexpr std::uint8_t TYPE_UNRECOGNISED = UnitState::TYPE_UNRECOGNISED;
+    static constexpr std::size_t PORT_CONTROL_CONTENT = UnitState::PORT_CONTROL_CONTENT;
+    static constexpr std::uint8_t PRINTER_READY = UnitState::PRINTER_READY;
+    static constexpr std::uint8_t PRINTER_NOT_READY = UnitState::PRINTER_NOT_READY;
+    static constexpr std::uint8_t PRINTER_ERROR_FLAG = UnitState::PRINTER_ERROR_FLAG;
+    static constexpr std::uint8_t DRAWER_CLOSED = UnitState::DRAWER_CLOSED;
+    static constexpr std::uint8_t DRAWER_OPEN = UnitState::DRAWER_OPEN;
 
     // Creates the output directory and event log; throws std::runtime_error when it cannot.
     explicit EmulatedUnit(UnitOptions options = {});
@@ -83,16 +71,21 @@ class EmulatedUnit {
     void corruptNextReplies(int replies);
     void setReplyDelay(std::chrono::milliseconds delay);
     void setRefuseConnections(bool refuse);
+    void setJobIdleGap(std::chrono::milliseconds gap);
 
     void openDrawer();
     void closeDrawer();
     void setDrawerCloseAfter(std::chrono::milliseconds after);
 
-    // Handles one unframed message as if it had arrived, and returns the unframed replies it
-    // calls for (before any network fault is applied).
-    std::vector<std::vector<std::uint8_t>> handleMessage(std::span<const std::uint8_t> message);
+    // Handles one unframed message as if it had arrived from `sender`, and returns the
+    // unframed replies it calls for (before any network fault is applied).
+    std::vector<std::vector<std::uint8_t>> handleMessage(std::span<const std::uint8_t> message,
+                                                         const std::string& sender = "local");
 
+    // The newest receipts (at most ReceiptPipeline::RECEIPTS_IN_MEMORY, or the keep limit),
+    // oldest first; older ones are on disk only.
     std::vector<PrintedReceipt> receipts() const;
+    // Waits until `count` receipts have been printed since the unit was made.
     bool waitForReceipts(std::size_t count, std::chrono::milliseconds timeout) const;
 
     std::vector<UnitEvent> events() const;
@@ -102,8 +95,8 @@ class EmulatedUnit {
     void setEventListener(std::function<void(const UnitEvent&)> listener);
 
   private:
-    struct Impl;
-    std::unique_ptr<Impl> mImpl;
+    struct Parts;
+    std::unique_ptr<Parts> mParts;
 };
 
 }  // namespace vantoemu

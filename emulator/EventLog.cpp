@@ -1,10 +1,12 @@
 #include "emulator/EventLog.hpp"
 
+#include <filesystem>
 #include <stdexcept>
 
 namespace vantoemu {
 
-EventLog::EventLog(const std::string& path) {
+EventLog::EventLog(const std::string& path, std::size_t fileLimit)
+    : mPath(path), mFileLimit(fileLimit) {
     if (!path.empty()) {
         mFile.open(path, std::ios::out | std::ios::trunc);
         if (!mFile) {
@@ -34,8 +36,13 @@ void EventLog::record(const std::string& kind, nlohmann::json fields) {
         // Received bytes need not be UTF-8; they are replaced rather than allowed to abort.
         event.json = line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
         if (mFile.is_open()) {
+            if (mFileLimit > 0 && mFileBytes > 0 &&
+                mFileBytes + event.json.size() + 1 > mFileLimit) {
+                rotate();
+            }
             mFile << event.json << '\n';
             mFile.flush();
+            mFileBytes += event.json.size() + 1;
         }
         mEvents.push_back(event);
         if (mEvents.size() > MEMORY_LIMIT) {
@@ -48,6 +55,19 @@ void EventLog::record(const std::string& kind, nlohmann::json fields) {
     if (listener) {
         listener(event);
     }
+}
+
+std::string EventLog::rotatedPath(const std::string& path) {
+    std::filesystem::path p(path);
+    return (p.parent_path() / (p.stem().string() + ".1" + p.extension().string())).string();
+}
+
+void EventLog::rotate() {
+    mFile.close();
+    std::error_code ignored;
+    std::filesystem::rename(mPath, rotatedPath(mPath), ignored);
+    mFile.open(mPath, std::ios::out | std::ios::trunc);
+    mFileBytes = 0;
 }
 
 std::vector<UnitEvent> EventLog::events() const {

@@ -1,7 +1,9 @@
 #pragma once
 
 // Everything the unit receives and does, as JSON lines: appended to a file when one is given,
-// kept in memory for whoever drives the unit, and handed to an optional listener.
+// kept in memory for whoever drives the unit, and handed to an optional listener. The file is
+// rotated at a size limit (the previous one kept beside it with ".1" before the extension), so
+// that a unit left running for days neither fills the disk nor loses the latest events.
 
 #include <chrono>
 #include <condition_variable>
@@ -25,12 +27,17 @@ struct UnitEvent {
 
 class EventLog {
   public:
-    // Events kept in memory; older ones stay in the file only.
-    static constexpr std::size_t MEMORY_LIMIT = 20000;
+    // Events kept in memory; older ones stay in the file only. Frame events carry whole
+    // packets in hex, so this bounds the memory to a few megabytes.
+    static constexpr std::size_t MEMORY_LIMIT = 4000;
+    static constexpr std::size_t DEFAULT_FILE_LIMIT = 64u << 20;
 
     // An empty path keeps events in memory only. Throws std::runtime_error when the file
     // cannot be opened.
-    explicit EventLog(const std::string& path);
+    explicit EventLog(const std::string& path, std::size_t fileLimit = DEFAULT_FILE_LIMIT);
+
+    // Where a full file goes: "events.jsonl" becomes "events.1.jsonl".
+    static std::string rotatedPath(const std::string& path);
 
     void record(const std::string& kind, nlohmann::json fields = nlohmann::json::object());
 
@@ -43,6 +50,11 @@ class EventLog {
   private:
     mutable std::mutex mMutex;
     mutable std::condition_variable mChanged;
+    void rotate();
+
+    std::string mPath;
+    std::size_t mFileLimit;
+    std::size_t mFileBytes = 0;
     std::ofstream mFile;
     std::deque<UnitEvent> mEvents;
     std::map<std::string, std::size_t> mCounts;

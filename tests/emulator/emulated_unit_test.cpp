@@ -4,9 +4,12 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "emulator/EmulatedUnit.hpp"
@@ -80,9 +83,32 @@ class EmulatedUnitTest : public ::testing::Test {
               ("vantoemu-" +
                std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
         std::filesystem::remove_all(dir);
-        unit = std::make_unique<EmulatedUnit>(
-            UnitOptions{.port = 0, .outDir = dir.string(), .drawerCloseAfter = 0ms, .faults = {}});
+        restart({});
+    }
+    // A fresh unit on a port of its own, writing to `dir`, with the options `change` sets.
+    void restart(const std::function<void(UnitOptions&)>& change) {
+        unit.reset();
+        UnitOptions options{
+            .port = 0, .outDir = dir.string(), .drawerCloseAfter = 0ms, .faults = {}};
+        if (change) {
+            change(options);
+        }
+        unit = std::make_unique<EmulatedUnit>(options);
         unit->start();
+    }
+    std::size_t disconnects(const std::string& reason) const {
+        std::size_t n = 0;
+        for (const auto& event : unit->events()) {
+            n += event.kind == "disconnect" &&
+                 nlohmann::json::parse(event.json).value("reason", "") == reason;
+        }
+        return n;
+    }
+    // Prints `text` as a one-packet job from this machine.
+    void printJob(const std::string& text) {
+        exchange(toPrinter(UBytes(text.begin(), text.end()), 1));
+        auto client = connectTo(*unit);
+        client->send(toPrinter({0x00}, 0));
     }
     void TearDown() override {
         unit.reset();
@@ -145,6 +171,116 @@ TEST_F(EmulatedUnitTest, DataIsAcknowledgedByTagOrRefusedAndTheJobRenderedAtItsE
     std::getline(std::ifstream(dir / "receipt-0001.txt"), firstLine);
     EXPECT_EQ(firstLine, std::string(19, ' ') + "Hello");
     EXPECT_EQ(unit->snapshot().jobBytesPending, 0u);
+}
+
+TEST_F(EmulatedUnitTest, PrinterStatesDecideThePollAnswerAndWhetherDataIsTaken) {
+    struct Case {
+        const char* name;
+        std::function<void(EmulatedUnit&)> set;
+        Response poll;
+        std::uint8_t errorFlag;
+        Response data;
+    };
+    const std::vector<Case> cases = {
+        {"ready", [](EmulatedUnit& u) { u.setPrinterCondition(PrinterCondition::Ready); },
+         Response::PRINTER_STATUS_OK, 0, Response::PRINT_ACKNOWLEDGED},
+        {"not ready", [](EmulatedUnit& u) { u.setPrinterCondition(PrinterCondition::NotReady); },
+         Response::PRINTER_STATUS_NOT_READY, 0, Response::PRINT_ACKNOWLEDGED},
+        {"error", [](EmulatedUnit& u) { u.setPrinterCondition(PrinterCondition::Error); },
+         Response::PRINTER_STATUS_NOT_READY, EmulatedUnit::PRINTER_ERROR_FLAG,
+         Response::ERROR_PRINTER_NOT_OK},
+        {"refusing while ready",
+         [](EmulatedUnit& u) {
+             u.setPrinterCondition(PrinterCondition::Ready);
+             u.setPrinterErrorReplies(1);
+         },
+         Response::PRINTER_STATUS_OK, 0, Response::ERROR_PRINTER_NOT_OK},
+    };
+    int tag = 1;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        c.set(*unit);
+        const auto poll = exchange(busyQuery());
+        EXPECT_EQ(classify(poll), c.poll);
+        EXPECT_EQ(onlyFrame(poll).at(4 + 7), c.errorFlag);
+        EXPECT_EQ(classify(exchange(toPrinter({'x', 0x0A}, tag++))), c.data);
+    }
+    // The drawer's answer never carries the printer's error flag.
+    vantoconnect::SwitchDataMessage drawer(Bytes{});
+    const auto drawerAnswer =
+        onlyFrame(exchange(request(drawer, MessageBuilder::CHANNEL_CASH_DRAWER, 0,
+                                   MessageBuilder::GET_PORT_CONTROL_STATE_COMMAND)));
+    EXPECT_EQ(drawerAnswer.at(4 + 7), 0);
+}
+
+TEST_F(EmulatedUnitTest, IdleConnectionsCloseUnlessTheirSenderWaitsForAnAnswer) {
+    restart([](UnitOptions& o) { o.idleTimeout = 200ms; });
+    auto idle = connectTo(*unit);
+    auto slow = connectTo(*unit);
+    unit->setReplyDelay(600ms);
+    slow->send(busyQuery());
+    // The slow answer outlives the idle time and still arrives.
+    EXPECT_EQ(classify(slow->read(1024, 2)), Response::PRINTER_STATUS_OK);
+    unit->setReplyDelay(0ms);
+    unit->setReplyMode(ReplyMode::Silent);
+    auto waiting = connectTo(*unit);
+    waiting->send(busyQuery());
+    EXPECT_FALSE(idle->read(1024, 2).has_value());  // closed under it
+    // The idle one, then the slow one once answered; never the one owed an answer.
+    const auto deadline = std::chrono::steady_clock::now() + 5s;
+    while (disconnects("idle") < 2 && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(20ms);
+    }
+    std::this_thread::sleep_for(500ms);
+    EXPECT_EQ(disconnects("idle"), 2u);
+    EXPECT_EQ(unit->snapshot().openConnections, 1u);
+}
+
+TEST_F(EmulatedUnitTest, PastTheCapConnectsAreRefusedUntilOneCloses) {
+    restart([](UnitOptions& o) { o.maxConnections = 3; });
+    std::vector<std::unique_ptr<vantoconnect::TCPClient>> held;
+    for (int i = 0; i < 3; ++i) {
+        held.push_back(connectTo(*unit));
+    }
+    ASSERT_TRUE(unit->waitForEvents("connection_cap", 1, 2s));
+    vantoconnect::TCPClient refused("127.0.0.1", unit->port());
+    EXPECT_FALSE(refused.connect(2).isSuccess());
+    held[0]->close();
+    ASSERT_TRUE(unit->waitForEvents("listening", 2, 2s));
+    EXPECT_EQ(classify(exchange(busyQuery())), Response::PRINTER_STATUS_OK);
+}
+
+TEST_F(EmulatedUnitTest, KeptReceiptsFilesAndEventsStayWithinTheirLimits) {
+    restart([](UnitOptions& o) {
+        o.keep = 2;
+        o.eventLogLimit = 1024;
+        o.renderReceipts = false;
+    });
+    for (const char* text : {"one\n", "two\n", "three\n"}) {
+        printJob(text);
+    }
+    ASSERT_TRUE(unit->waitForReceipts(3, 10s));
+    const auto receipts = unit->receipts();
+    ASSERT_EQ(receipts.size(), 2u);
+    EXPECT_EQ(receipts[0].number, 2);
+    EXPECT_FALSE(std::filesystem::exists(dir / "receipt-0001.txt"));
+    EXPECT_TRUE(std::filesystem::exists(dir / "receipt-0003.txt"));
+    EXPECT_TRUE(std::filesystem::exists(dir / "events.1.jsonl"));
+    EXPECT_LE(std::filesystem::file_size(dir / "events.jsonl"), 1024u);
+
+    // A job whose sender vanished reaches the paper on its own once the gap has passed, and
+    // says so below the paper.
+    unit->setJobIdleGap(100ms);
+    exchange(toPrinter({'c', 'u', 't', 0x0A}, 1));
+    ASSERT_TRUE(unit->waitForReceipts(4, 5s));
+    EXPECT_EQ(unit->receipts().back().marks(), "incomplete");
+    std::ifstream text(dir / "receipt-0004.txt");
+    std::string line;
+    std::string last;
+    while (std::getline(text, line)) {
+        last = line;
+    }
+    EXPECT_EQ(last.rfind("== receipt 4: incomplete; cut off: nothing more came", 0), 0u) << last;
 }
 
 TEST_F(EmulatedUnitTest, IoStateIsAnsweredAndDrivesTheSolenoid) {

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <future>
 
 #include "tests/integration/IntegrationSupport.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
+#include "vantoconnect/VantoReceiptTextLine.hpp"
 #include "vantoconnect/orbaprotocol/messages/MessageBuilder.hpp"
 #include "vantoconnect/orbaprotocol/messages/VantoColorCodes.hpp"
 #include "vantoconnect/orbaprotocol/messages/VantoDiagnosticLEDS.hpp"
@@ -58,7 +60,8 @@ TEST_F(FaultModes, PrinterNotReadyForThirtyOnePollsCostsTheReceiptButThirtyAreTo
 // ---- a printer that answers data with an error ------------------------------------------------
 
 TEST_F(FaultModes, PrinterErrorIsRetriedAtOnceFiveTimesThenGivenUp) {
-    unit->setPrinterCondition(vantoemu::PrinterCondition::Error);
+    // Refusing data while the status still reads ready: the queue hands the receipt over.
+    unit->setPrinterErrorReplies(5);
     auto callback = std::make_shared<RecordingCallback>();
     vanto->print(receiptSaying("refused"), callback);
     // Completion is reported all the same, and long before any pause could have ended.
@@ -68,7 +71,56 @@ TEST_F(FaultModes, PrinterErrorIsRetriedAtOnceFiveTimesThenGivenUp) {
     EXPECT_EQ(events("printer_error_reply"), 5u);
     EXPECT_EQ(console.count("Printer says: IS NOT OK!"), 5u);
     EXPECT_EQ(console.count("Printer says: ACKNOWLEDGED"), 0u);
-    EXPECT_TRUE(unit->receipts().at(0).bytes.empty());  // the job ended with nothing in it
+    // The job ended with nothing in it, and the paper says so.
+    EXPECT_TRUE(unit->receipts().at(0).bytes.empty());
+    EXPECT_EQ(unit->receipts().at(0).marks(), "incomplete");
+}
+
+TEST_F(FaultModes, PrinterInErrorIsNeverHandedAReceipt) {
+    unit->setPrinterCondition(vantoemu::PrinterCondition::Error);
+    auto dropped = std::make_shared<RecordingCallback>();
+    vanto->print(receiptSaying("cover open"), dropped);
+    ASSERT_TRUE(dropped->waitForEvents(1, 30s));
+    EXPECT_EQ(dropped->events(), std::vector<std::string>{"error PRINTER_NOT_RESPONDING"});
+    EXPECT_EQ(events("printer_data"), 0u);
+    EXPECT_EQ(events("printer_error_reply"), 0u);
+}
+
+// ---- two senders at once ----------------------------------------------------------------------
+
+TEST_F(FaultModes, TwoSendersOfOneReceiptAtOnceBothComeOutWholeOrMarked) {
+    // Two applications on one address: each its own connection and work queue, so their
+    // packets, each on a fresh connection, interleave at the unit.
+    auto receipt = std::make_shared<VantoReceipt>();
+    for (int line = 0; line < 120; ++line) {
+        receipt->addLine(std::make_shared<VantoReceiptTextLine>(
+            "line " + std::to_string(line) + " of a long receipt", 0, 0, 0));
+    }
+    std::vector<std::shared_ptr<GenericConnectionManager>> managers;
+    std::vector<std::shared_ptr<VantoPrinterController>> printers;
+    std::vector<std::shared_ptr<RecordingCallback>> callbacks;
+    for (int i = 0; i < 2; ++i) {
+        managers.push_back(std::make_shared<GenericConnectionManager>());
+        aimAt(*managers.back(), unit->port());
+        printers.push_back(std::make_shared<VantoPrinterController>(managers.back()));
+        callbacks.push_back(std::make_shared<RecordingCallback>());
+    }
+    auto other =
+        std::async(std::launch::async, [&] { printers[1]->vantoprint(receipt, callbacks[1]); });
+    printers[0]->vantoprint(receipt, callbacks[0]);
+    other.get();
+    for (const auto& callback : callbacks) {
+        ASSERT_TRUE(callback->waitForEvents(2, 30s));
+        EXPECT_EQ(callback->events(), PRINTED);
+    }
+    ASSERT_TRUE(unit->waitForReceipts(2, 10s));
+    const auto expected = composed(*receipt);
+    for (const auto& paper : unit->receipts()) {
+        EXPECT_TRUE(paper.bytes == expected || paper.interleaved)
+            << "receipt " << paper.number << " " << paper.marks() << ", " << paper.bytes.size()
+            << " of " << expected.size() << " bytes";
+    }
+    EXPECT_EQ(unit->snapshot().jobBytesPending, 0u);
 }
 
 // ---- answers the library cannot read ---------------------------------------------------------
@@ -118,6 +170,28 @@ TEST_F(FaultModes, DelayedAnswerIsWaitedForButASilentUnitHoldsTheReadUntilItClos
     unit->stop();
     // A read that returns nothing is not handled: the exchange stops.
     EXPECT_THROW(pending.get(), FatalError);
+}
+
+// ---- a unit at its connection cap --------------------------------------------------------------
+
+TEST_F(FaultModes, PastTheConnectionCapTheLibraryIsRefusedAtConnectAndGoesOn) {
+    vantoemu::EmulatedUnit capped(vantoemu::UnitOptions{
+        .port = 0, .outDir = "", .renderReceipts = false, .maxConnections = 2, .faults = {}});
+    capped.start();
+    aimAt(*manager, capped.port());
+    // Each status query leaves its socket open, so two of them fill the cap.
+    EXPECT_FALSE(vanto->printerBusy());
+    EXPECT_FALSE(vanto->printerBusy());
+    ASSERT_TRUE(capped.waitForEvents("connection_cap", 1, 2s));
+    // Refused at connect, five times over: the printer counts as busy and nothing stops.
+    EXPECT_TRUE(vanto->printerBusy());
+    EXPECT_EQ(capped.eventCount("printer_status"), 2u);
+    const auto lines = console.lines();
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                            [](const std::string& line) {
+                                return line.find("SocketError error") != std::string::npos;
+                            }),
+              5);
 }
 
 // ---- a unit that closes every connection it accepts ------------------------------------------

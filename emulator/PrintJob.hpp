@@ -1,0 +1,48 @@
+#pragma once
+
+// One print job as the printer collected it from the wire, with what is known about its
+// wholeness. The collector makes it; the receipt pipeline turns it into paper.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vantoemu {
+
+struct PrintJob {
+    std::string sender;  // the peer address the packets came from
+    std::vector<std::uint8_t> bytes;
+    std::size_t packets = 0;
+    // Some of the job never arrived: a tag was skipped, the sender stopped before the end of
+    // the job, or the end came with nothing before it.
+    bool incomplete = false;
+    // Packets of another job from the same address arrived while this one was open, and the
+    // tags alone cannot say for certain which job each of them belonged to.
+    bool interleaved = false;
+    std::vector<std::string> notes;  // why it is marked, in the order things were noticed
+
+    void markIncomplete(std::string why) {
+        incomplete = true;
+        notes.push_back(std::move(why));
+    }
+    void markInterleaved(std::string why) {
+        if (!interleaved) {
+            interleaved = true;
+            notes.push_back(std::move(why));
+        }
+    }
+};
+
+// "complete", "incomplete", "interleaved" or "incomplete, interleaved".
+inline std::string jobMarks(bool incomplete, bool interleaved) {
+    if (incomplete && interleaved) {
+        return "incomplete, interleaved";
+    }
+    if (incomplete) {
+        return "incomplete";
+    }
+    return interleaved ? "interleaved" : "complete";
+}
+
+}  // namespace vantoemu

@@ -1,0 +1,162 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "emulator/PrintJobCollector.hpp"
+
+// How packets that arrive one connection at a time become jobs: resends, second senders at
+// one address, skipped tags, jobs whose sender vanished.
+
+namespace vantoemu {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = PrintJobCollector::Clock;
+using UBytes = std::vector<std::uint8_t>;
+
+// One thing arriving: a data packet (tag 1..15), or the end of a job (tag 0).
+struct Step {
+    std::string sender;
+    int tag;
+    std::string content;
+    bool readable = true;  // the acknowledgement reached the sender intact
+};
+
+struct Paper {
+    std::string bytes;
+    std::string marks;
+};
+
+struct Scenario {
+    const char* name;
+    std::vector<Step> steps;
+    std::vector<Paper> expected;
+};
+
+std::vector<Paper> run(const std::vector<Step>& steps, std::vector<PrintJob>* jobs = nullptr) {
+    PrintJobCollector collector(200s);
+    const auto now = Clock::now();
+    std::vector<Paper> paper;
+    auto keep = [&](std::vector<PrintJob> finished) {
+        for (auto& job : finished) {
+            paper.push_back({std::string(job.bytes.begin(), job.bytes.end()),
+                             jobMarks(job.incomplete, job.interleaved)});
+            if (jobs) {
+                jobs->push_back(std::move(job));
+            }
+        }
+    };
+    for (const auto& step : steps) {
+        if (step.tag == 0) {
+            keep(collector.endOfJob(step.sender, now));
+            continue;
+        }
+        const UBytes content(step.content.begin(), step.content.end());
+        const auto accepted =
+            collector.data(step.sender, static_cast<std::uint8_t>(step.tag), content, now);
+        if (accepted.outcome == PrintJobCollector::Outcome::Kept) {
+            collector.answered(accepted.job, step.readable);
+        }
+        keep(accepted.finished);
+    }
+    keep(collector.expire(now + 201s));
+    return paper;
+}
+
+const std::string A = "10.0.0.5";
+const std::string B = "10.0.0.6";
+
+class Collector : public ::testing::TestWithParam<Scenario> {};
+
+TEST_P(Collector, PutsOnPaperWhatArrivedMarkedAsFarAsTheTagsTell) {
+    const auto paper = run(GetParam().steps);
+    ASSERT_EQ(paper.size(), GetParam().expected.size());
+    for (std::size_t i = 0; i < paper.size(); ++i) {
+        EXPECT_EQ(paper[i].bytes, GetParam().expected[i].bytes) << "receipt " << i;
+        EXPECT_EQ(paper[i].marks, GetParam().expected[i].marks) << "receipt " << i;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Jobs, Collector,
+    ::testing::Values(
+        Scenario{"ResendAfterAnUnreadableAnswerIsDropped",
+                 {{A, 1, "a", false}, {A, 1, "a"}, {A, 2, "b"}, {A, 0, ""}},
+                 {{"ab", "complete"}}},
+        Scenario{"TagsWrapAfterFifteen",
+                 {{A, 1, "1"},
+                  {A, 2, "2"},
+                  {A, 3, "3"},
+                  {A, 4, "4"},
+                  {A, 5, "5"},
+                  {A, 6, "6"},
+                  {A, 7, "7"},
+                  {A, 8, "8"},
+                  {A, 9, "9"},
+                  {A, 10, "a"},
+                  {A, 11, "b"},
+                  {A, 12, "c"},
+                  {A, 13, "d"},
+                  {A, 14, "e"},
+                  {A, 15, "f"},
+                  {A, 1, "g"},
+                  {A, 0, ""}},
+                 {{"123456789abcdefg", "complete"}}},
+        Scenario{"SkippedTagMeansIncomplete",
+                 {{A, 1, "a"}, {A, 2, "b"}, {A, 4, "d"}, {A, 0, ""}},
+                 {{"abd", "incomplete"}}},
+        Scenario{"CutOffJobIsNotGluedToTheNext",
+                 {{A, 1, "x"}, {A, 2, "y"}, {A, 1, "N"}, {A, 2, "E"}, {A, 3, "W"}, {A, 0, ""}},
+                 {{"xy", "incomplete"}, {"NEW", "complete"}}},
+        Scenario{
+            "SilentSenderIsCutOffAfterTheGap", {{A, 1, "a"}, {A, 2, "b"}}, {{"ab", "incomplete"}}},
+        Scenario{"TwoIdenticalReceiptsInStepComeOutWholeAndMarked",
+                 {{A, 1, "p"},
+                  {A, 1, "p"},
+                  {A, 2, "q"},
+                  {A, 2, "q"},
+                  {A, 3, "r"},
+                  {A, 3, "r"},
+                  {A, 0, ""},
+                  {A, 0, ""}},
+                 {{"pqr", "interleaved"}, {"pqr", "interleaved"}}},
+        Scenario{"SecondSenderStartingLaterIsMarkedNotCut",
+                 {{A, 1, "a"},
+                  {A, 2, "b"},
+                  {A, 1, "X"},
+                  {A, 3, "c"},
+                  {A, 2, "Y"},
+                  {A, 0, ""},
+                  {A, 3, "Z"},
+                  {A, 0, ""}},
+                 {{"abc", "interleaved"}, {"XYZ", "interleaved"}}},
+        Scenario{"AnEndNeverToldApartGoesToTheJobHeardFromLast",
+                 {{A, 1, "a"}, {A, 1, "b"}, {A, 0, ""}},
+                 {{"b", "interleaved"}, {"a", "incomplete, interleaved"}}},
+        Scenario{"SendersAtTwoAddressesNeverMix",
+                 {{A, 1, "a"}, {B, 1, "x"}, {A, 2, "b"}, {B, 2, "y"}, {B, 0, ""}, {A, 0, ""}},
+                 {{"xy", "complete"}, {"ab", "complete"}}},
+        Scenario{
+            "EndWithNothingBeforeItIsAnEmptyIncompleteJob", {{A, 0, ""}}, {{"", "incomplete"}}},
+        Scenario{"ConfigPageContinuesTheTagsWithoutLosingAnything",
+                 {{A, 4, "\x1F\x74"}, {A, 0, ""}},
+                 {{"\x1F\x74", "complete"}}},
+        Scenario{"JobStartingPastTagOneLostItsStart",
+                 {{A, 4, "d"}, {A, 5, "e"}, {A, 0, ""}},
+                 {{"de", "incomplete"}}}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(CollectorNotes, SayWhyAReceiptIsMarked) {
+    std::vector<PrintJob> jobs;
+    run({{A, 1, "a"}, {A, 3, "c"}, {A, 0, ""}}, &jobs);
+    ASSERT_EQ(jobs.size(), 1u);
+    EXPECT_EQ(jobs[0].notes, std::vector<std::string>{"packets missing between tag 1 and tag 3"});
+    EXPECT_EQ(jobs[0].packets, 2u);
+    EXPECT_EQ(jobs[0].sender, A);
+}
+
+}  // namespace
+}  // namespace vantoemu
