@@ -5,7 +5,8 @@
 #                   writes out/receipt.png
 #   make test       warnings as errors, AddressSanitizer + UndefinedBehaviorSanitizer, ctest
 #   make tsan       the suites under ThreadSanitizer (all but the single-threaded image
-#                   arithmetic, which runs some fifty times slower there)
+#                   arithmetic, the README's commands and two command-line cases that draw
+#                   whole receipts in a child process, all of which run minutes there)
 #   make soak       the long runs (1000-receipt soak, emulator memory, printer-queue bursts),
 #                   optimised build, one at a time
 #   make bench      Google Benchmark programs, optimised build
@@ -46,13 +47,17 @@ test: deps
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
 		ctest --test-dir build/test --output-on-failure -j $(JOBS) -LE soak
 
+# Command-line cases that draw whole receipts or images in a child process: under the race
+# checker each takes minutes, and the threads they exercise are covered by the suites that stay.
+TSAN_SLOW_CLI = Cli\.PrintsFromOneMachineDoNotInterleave|Cli\.ImagesAreLaidOnWhitePaper
+
 tsan: deps
 	$(CMAKE) -S . -B build/tsan $(LAUNCHER) -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" \
 		-DCMAKE_C_FLAGS_DEBUG="-g -O1" -DVANTO_SANITIZE=thread -DVANTO_BUILD_TOOLS=ON
 	$(CMAKE) --build build/tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/tsan.supp \
 		ctest --test-dir build/tsan --output-on-failure -j $(JOBS) -LE soak \
-		-E '^(consumer_|Raster\.|Lanczos\.|ImageDecoding\.)'
+		-E '^(consumer_|Raster\.|Lanczos\.|ImageDecoding\.|Readme\.|$(TSAN_SLOW_CLI))'
 
 # Optimised and without sanitizers, so the long runs measure the product itself.
 soak: deps

@@ -48,16 +48,17 @@ void privateRuntimeDir(const fs::path& scratch) {
     setenv("XDG_RUNTIME_DIR", scratch.c_str(), 1);
 }
 
-// Runs the vanto executable with the arguments, standard output and error to files.
-Outcome vanto(std::vector<std::string> args, const fs::path& scratch) {
-    const auto outPath = scratch / "stdout.txt";
-    const auto errPath = scratch / "stderr.txt";
+// Starts vanto without waiting, its standard output and error to the two files (which may be
+// the same), with unit lock files in `runtimeDir`.
+pid_t startVanto(std::vector<std::string> args, const fs::path& outPath, const fs::path& errPath,
+                 const fs::path& runtimeDir) {
     const pid_t pid = fork();
     if (pid == 0) {
         quietLeakChecker();
-        privateRuntimeDir(scratch);
+        privateRuntimeDir(runtimeDir);
         const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        const int err =
+            errPath == outPath ? out : open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
         dup2(out, STDOUT_FILENO);
         dup2(err, STDERR_FILENO);
         std::vector<char*> argv;
@@ -69,6 +70,18 @@ Outcome vanto(std::vector<std::string> args, const fs::path& scratch) {
         execv(VANTO_CLI_PATH, argv.data());
         _exit(127);
     }
+    return pid;
+}
+
+pid_t startVanto(std::vector<std::string> args, const fs::path& out) {
+    return startVanto(std::move(args), out, out, out.parent_path());
+}
+
+// Runs the vanto executable with the arguments, standard output and error to files.
+Outcome vanto(std::vector<std::string> args, const fs::path& scratch) {
+    const auto outPath = scratch / "stdout.txt";
+    const auto errPath = scratch / "stderr.txt";
+    const pid_t pid = startVanto(std::move(args), outPath, errPath, scratch);
     int status = 0;
     waitpid(pid, &status, 0);
     Outcome run;
@@ -76,27 +89,6 @@ Outcome vanto(std::vector<std::string> args, const fs::path& scratch) {
     run.out = slurp(outPath);
     run.err = slurp(errPath);
     return run;
-}
-
-// Starts vanto without waiting; finish() collects it.
-pid_t startVanto(std::vector<std::string> args, const fs::path& out) {
-    const pid_t pid = fork();
-    if (pid == 0) {
-        quietLeakChecker();
-        privateRuntimeDir(out.parent_path());
-        const int fd = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        dup2(fd, STDOUT_FILENO);
-        dup2(fd, STDERR_FILENO);
-        std::vector<char*> argv;
-        args.insert(args.begin(), VANTO_CLI_PATH);
-        for (auto& a : args) {
-            argv.push_back(a.data());
-        }
-        argv.push_back(nullptr);
-        execv(VANTO_CLI_PATH, argv.data());
-        _exit(127);
-    }
-    return pid;
 }
 
 int finish(pid_t pid) {
@@ -235,7 +227,7 @@ TEST_F(Cli, PrinterStatusAndConfigurationPage) {
 
     const auto r = run({"printer", "config-page"});
     EXPECT_EQ(r.exitCode, 0) << r.err;
-    ASSERT_TRUE(unit->waitForReceipts(1, std::chrono::seconds(10)));
+    ASSERT_TRUE(unit->waitForReceipts(1, std::chrono::seconds(60)));
     EXPECT_EQ(unit->receipts()[0].bytes, (std::vector<std::uint8_t>{0x1F, 0x74}));
 }
 
@@ -255,7 +247,8 @@ TEST_F(Cli, PrintsSeveralFilesInOrderAndReportsEachDelivery) {
     EXPECT_LT(r.out.find("print: " + first.string() + " delivered"),
               r.out.find("print: " + second.string() + " (1 packet)"));
     EXPECT_NE(r.out.find("print: " + second.string() + " delivered"), std::string::npos);
-    ASSERT_TRUE(unit->waitForReceipts(2, std::chrono::seconds(10)));
+    // Drawing the paper takes seconds per receipt under the race checker.
+    ASSERT_TRUE(unit->waitForReceipts(2, std::chrono::seconds(60)));
     EXPECT_NE(unit->receipts()[0].rendered.text.find("[Code 39 AB-12]"), std::string::npos);
     EXPECT_NE(unit->receipts()[1].rendered.text.find("Second receipt"), std::string::npos);
 }

@@ -158,7 +158,7 @@ TEST_F(EmulatedUnitTest, DataIsAcknowledgedByTagOrRefusedAndTheJobRenderedAtItsE
     auto client = connectTo(*unit);
     client->send(toPrinter({0x00}, 0));
     EXPECT_FALSE(client->read(1024, 1).has_value());  // the end of a job is not answered
-    ASSERT_TRUE(unit->waitForReceipts(1, 10s));
+    ASSERT_TRUE(unit->waitForReceipts(1, 60s));
     const auto receipt = unit->receipts().at(0);
     EXPECT_EQ(receipt.packets, 3u);
     UBytes all = first;
@@ -259,7 +259,7 @@ TEST_F(EmulatedUnitTest, KeptReceiptsFilesAndEventsStayWithinTheirLimits) {
     for (const char* text : {"one\n", "two\n", "three\n"}) {
         printJob(text);
     }
-    ASSERT_TRUE(unit->waitForReceipts(3, 10s));
+    ASSERT_TRUE(unit->waitForReceipts(3, 60s));
     const auto receipts = unit->receipts();
     ASSERT_EQ(receipts.size(), 2u);
     EXPECT_EQ(receipts[0].number, 2);
@@ -272,7 +272,7 @@ TEST_F(EmulatedUnitTest, KeptReceiptsFilesAndEventsStayWithinTheirLimits) {
     // says so below the paper.
     unit->setJobIdleGap(100ms);
     exchange(toPrinter({'c', 'u', 't', 0x0A}, 1));
-    ASSERT_TRUE(unit->waitForReceipts(4, 5s));
+    ASSERT_TRUE(unit->waitForReceipts(4, 60s));
     EXPECT_EQ(unit->receipts().back().marks(), "incomplete");
     std::ifstream text(dir / "receipt-0004.txt");
     std::string line;

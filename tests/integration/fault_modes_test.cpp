@@ -50,7 +50,7 @@ TEST_F(FaultModes, PrinterNotReadyForThirtyOnePollsCostsTheReceiptButThirtyAreTo
     auto printed = std::make_shared<RecordingCallback>();
     vanto->print(receipt, printed);
     ASSERT_TRUE(printed->waitForEvents(2, 30s));
-    ASSERT_TRUE(unit->waitForReceipts(1, 10s));
+    ASSERT_TRUE(unit->waitForReceipts(1, 60s));
     EXPECT_EQ(printed->events(), PRINTED);
     EXPECT_EQ(events("printer_status"), 62u);
     EXPECT_EQ(console.count(REQUEUED), 60u);
@@ -67,7 +67,7 @@ TEST_F(FaultModes, PrinterErrorIsRetriedAtOnceFiveTimesThenGivenUp) {
     // Completion is reported all the same, and long before any pause could have ended.
     ASSERT_TRUE(callback->waitForEvents(2, 30s));
     EXPECT_EQ(callback->events(), PRINTED);
-    ASSERT_TRUE(unit->waitForReceipts(1, 10s));
+    ASSERT_TRUE(unit->waitForReceipts(1, 60s));
     EXPECT_EQ(events("printer_error_reply"), 5u);
     EXPECT_EQ(console.count("Printer says: IS NOT OK!"), 5u);
     EXPECT_EQ(console.count("Printer says: ACKNOWLEDGED"), 0u);
@@ -113,7 +113,7 @@ TEST_F(FaultModes, TwoSendersOfOneReceiptAtOnceBothComeOutWholeOrMarked) {
         ASSERT_TRUE(callback->waitForEvents(2, 30s));
         EXPECT_EQ(callback->events(), PRINTED);
     }
-    ASSERT_TRUE(unit->waitForReceipts(2, 10s));
+    ASSERT_TRUE(unit->waitForReceipts(2, 60s));
     const auto expected = composed(*receipt);
     for (const auto& paper : unit->receipts()) {
         EXPECT_TRUE(paper.bytes == expected || paper.interleaved)

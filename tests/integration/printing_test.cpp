@@ -180,7 +180,7 @@ TEST_F(Printing, ReceiptsPrintInSubmissionOrder) {
     vanto->print(first, callback);
     vanto->print(second, callback);
     ASSERT_TRUE(callback->waitForEvents(4));
-    ASSERT_TRUE(unit->waitForReceipts(2, 20s));
+    ASSERT_TRUE(unit->waitForReceipts(2, 60s));
     EXPECT_EQ(callback->events(),
               (std::vector<std::string>{PRINTED[0], PRINTED[1], PRINTED[0], PRINTED[1]}));
     EXPECT_EQ(unit->receipts().at(0).bytes, composed(*first));

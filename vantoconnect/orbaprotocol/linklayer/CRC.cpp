@@ -3,6 +3,7 @@
 #include <array>
 #include <cstring>
 
+#include "vantoconnect/orbaprotocol/linklayer/CrcPolynomial.hpp"
 #include "vantoconnect/support/PortablePaths.hpp"
 
 #if defined(__x86_64__) || defined(__i386__)
@@ -14,7 +15,7 @@ namespace vantoconnect {
 
 namespace {
 
-constexpr std::uint32_t POLY = 0x1021;
+using crcpolynomial::POLY;
 
 // TABLES[k][b]: the check value of byte b followed by k zero bytes, starting from 0. Sixteen
 // of them let sixteen input bytes be folded into the value with independent lookups.
@@ -81,17 +82,7 @@ std::uint16_t portableBulk(std::uint16_t crc, const std::uint8_t* p, std::size_t
 
 #ifdef VANTO_CRC_HAVE_CLMUL
 
-// x^n mod P(x), for the fold distances below.
-constexpr std::uint64_t xPowerModPoly(unsigned n) {
-    std::uint32_t r = 1;
-    for (unsigned i = 0; i < n; ++i) {
-        r <<= 1;
-        if (r & 0x10000) {
-            r ^= 0x10000 | POLY;
-        }
-    }
-    return r;
-}
+using crcpolynomial::xPowerModPoly;
 
 // Below this many bytes the fold's set-up costs more than the table saves.
 constexpr std::size_t CLMUL_MIN_BYTES = 64;

@@ -8,6 +8,7 @@
 #include <string>
 #include <utility>
 
+#include "vantoconnect/orbaprotocol/linklayer/CrcPolynomial.hpp"
 #include "vantoconnect/support/Console.hpp"
 #include "vantoconnect/support/Fatal.hpp"
 #include "vantoconnect/support/PortablePaths.hpp"
@@ -68,19 +69,8 @@ constexpr CompactTable COMPACT = makeCompactTable();
 // x^(8s + 64) and x^(8s) reduced modulo P. The bytes come from the registers that copy them
 // into the canvas, so none is read back when the frame ends.
 
-constexpr std::uint32_t POLY = 0x1021;
-
-// x^n mod P.
-constexpr std::uint64_t xPowerModPoly(unsigned n) {
-    std::uint32_t r = 1;
-    for (unsigned i = 0; i < n; ++i) {
-        r <<= 1;
-        if (r & 0x10000) {
-            r ^= 0x10000 | POLY;
-        }
-    }
-    return r;
-}
+using crcpolynomial::POLY;
+using crcpolynomial::xPowerModPoly;
 
 struct alignas(16) Lane16 {
     std::uint64_t low;
