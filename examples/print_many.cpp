@@ -8,7 +8,7 @@
 // Submitting the next receipt only when the previous one has its delivery report keeps the
 // queue from ever polling in vain while the printer stays ready.
 //
-// Exit status 0 only when every receipt was acknowledged in full.
+// Exit status 0 only when every packet of every receipt was acknowledged.
 
 #include <condition_variable>
 #include <cstdlib>
@@ -84,6 +84,6 @@ int main(int argc, char** argv) {
             std::cerr << "order " << n << ": " << report.summary() << '\n';
         }
     }
-    std::cout << printed << " of " << count << " receipts printed in full\n";
+    std::cout << printed << " of " << count << " receipts delivered in full\n";
     return printed == count ? 0 : 1;
 }

@@ -92,10 +92,11 @@ int main(int argc, char** argv) {
     vanto.print(receipt, callback, callback);
     const VantoDeliveryReport report = callback->wait();
     if (!report.allAcknowledged) {
-        std::cerr << "receipt " << report.receiptId << " not printed in full: " << report.summary()
-                  << '\n';
+        std::cerr << "receipt " << report.receiptId
+                  << " not delivered in full: " << report.summary() << '\n';
         return 1;
     }
-    std::cout << "receipt " << report.receiptId << " printed: " << report.summary() << '\n';
+    // The unit took every byte; whether the paper then jammed, no answer can tell.
+    std::cout << "receipt " << report.receiptId << " delivered: " << report.summary() << '\n';
     return 0;
 }
