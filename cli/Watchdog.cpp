@@ -19,7 +19,7 @@ Watchdog::Watchdog(std::string address, double seconds, std::string what)
     : mAddress(std::move(address)),
       mSeconds(seconds),
       mDeadline(std::chrono::steady_clock::now() + period(seconds)),
-      mMessage("no answer from " + mAddress + " " + what) {
+      mMessage("no usable answer from " + mAddress + " " + what) {
     mThread = std::thread([this] { watch(); });
 }
 
@@ -33,7 +33,7 @@ Watchdog::~Watchdog() {
 }
 
 void Watchdog::saw(const std::string& what) {
-    note("no answer from " + mAddress + " " + what);
+    note("no usable answer from " + mAddress + " " + what);
 }
 
 void Watchdog::note(std::string message) {
@@ -43,7 +43,7 @@ void Watchdog::note(std::string message) {
 
 void Watchdog::restart(const std::string& what) {
     std::lock_guard lock(mMutex);
-    mMessage = "no answer from " + mAddress + " " + what;
+    mMessage = "no usable answer from " + mAddress + " " + what;
     mDeadline = std::chrono::steady_clock::now() + period(mSeconds);
 }
 

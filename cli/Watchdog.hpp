@@ -15,14 +15,14 @@ namespace vantocli {
 
 class Watchdog {
   public:
-    // `what` completes "no answer from <address> ...", e.g. "to the printer status request".
+    // `what` completes "no usable answer from <address> ...", e.g. "to the printer status request".
     Watchdog(std::string address, double seconds, std::string what);
     ~Watchdog();
     Watchdog(const Watchdog&) = delete;
     Watchdog& operator=(const Watchdog&) = delete;
 
-    // The latest thing seen, for the message should the time run out: "no answer from <address>
-    // <what>".
+    // The latest thing seen, for the message should the time run out: "no usable answer from
+    // <address> <what>".
     void saw(const std::string& what);
     // The same with the whole message, for waits that are not for an answer.
     void note(std::string message);

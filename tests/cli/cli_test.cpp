@@ -596,13 +596,13 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
          "vanto: the unit at 127.0.0.1:" + std::to_string(refusing.port()) + " "},
         {with({"print", receipt}, at(refusing.port())), 3, "vanto: the unit at 127.0.0.1:"},
         {with({"printer", "status"}, at(silent.port(), "2")), 3,
-         "vanto: no answer from 127.0.0.1:" + std::to_string(silent.port()) +
+         "vanto: no usable answer from 127.0.0.1:" + std::to_string(silent.port()) +
              " to the printer status request; gave up after 2 s (--timeout)"},
         {with({"print", receipt}, at(silent.port(), "2")), 3,
-         "vanto: no answer from 127.0.0.1:" + std::to_string(silent.port()) +
+         "vanto: no usable answer from 127.0.0.1:" + std::to_string(silent.port()) +
              " to the printer status query before packet 1 of 1; gave up after 2 s"},
         {with({"print", twoPackets}, at(stalls.port(), "2")), 3,
-         "vanto: no answer from 127.0.0.1:" + std::to_string(stalls.port()) +
+         "vanto: no usable answer from 127.0.0.1:" + std::to_string(stalls.port()) +
              " to packet 2 of 4 (1 acknowledged); gave up after 2 s (--timeout)"},
         {with({"printer", "status"}, at(hangsUp.port())), 3,
          "vanto: the unit at 127.0.0.1:" + std::to_string(hangsUp.port()) +
