@@ -91,6 +91,8 @@ Finished run(const std::string& program, const std::vector<std::string>& args, c
     const pid_t pid = fork();
     if (pid == 0) {
         setenv("LSAN_OPTIONS", "print_suppressions=0", 1);
+        // The commands' unit lock files go to the test's own folder, which it removes.
+        setenv("XDG_RUNTIME_DIR", dir.c_str(), 1);
         if (chdir(dir.c_str()) != 0) {
             _exit(126);
         }
