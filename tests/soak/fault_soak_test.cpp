@@ -149,13 +149,13 @@ TEST(FaultSoakBatch, Run) {
     if (batch == nullptr) {
         GTEST_SKIP() << "runs only as a batch of FaultSoak";
     }
-    std::istringstream spec(batch);
+    std::istringstream request(batch);
     int first = 0;
     int count = 0;
     char colon = 0;
     std::string resultFile;
-    spec >> first >> colon >> count >> colon;
-    std::getline(spec, resultFile);
+    request >> first >> colon >> count >> colon;
+    std::getline(request, resultFile);
     Tally tally;
     runBatch(first, count, tally);
     std::ofstream out(resultFile);
