@@ -338,6 +338,7 @@ TEST_F(Cli, ImagesAreLaidOnWhitePaperAndTheLibrarysLinesStayOffStandardOutput) {
     EXPECT_NE(verbose.err.find("  | width : 288 pixels\n"), std::string::npos) << verbose.err;
 }
 
+// Every shipped receipt file previews as written, with no unit: a 576-dot PNG and the text.
 TEST_F(Cli, ExampleReceiptsPreview) {
     // The suites' data folder sits two levels below the checkout.
     const fs::path examples =
@@ -348,27 +349,20 @@ TEST_F(Cli, ExampleReceiptsPreview) {
             continue;
         }
         const auto png = scratch / (entry.path().stem().string() + ".png");
-        const auto r = run({"preview", entry.path().string(), "-o", png.string()}, false);
+        const auto r = run({"preview", entry.path().string(), "-o", png.string(), "--text"}, false);
         EXPECT_EQ(r.exitCode, 0) << entry.path() << ": " << r.err;
+        EXPECT_EQ(r.out.rfind("wrote " + png.string() + " (576 x ", 0), 0u) << r.out;
+        EXPECT_NE(r.out.find(" cut"), std::string::npos);
+        // PNG signature, then the IHDR width of 576.
+        const auto bytes = slurp(png);
+        ASSERT_GT(bytes.size(), 24u);
+        EXPECT_EQ(bytes.substr(1, 3), "PNG");
+        EXPECT_EQ(
+            static_cast<unsigned char>(bytes[18]) * 256 + static_cast<unsigned char>(bytes[19]),
+            576);
         ++previewed;
     }
     EXPECT_GE(previewed, 3u);
-}
-
-TEST_F(Cli, PreviewDrawsWithoutAUnit) {
-    const auto file = write("receipt.json", kReceipt);
-    const auto png = scratch / "receipt.png";
-    const auto r = run({"preview", file.string(), "-o", png.string(), "--text"}, false);
-    EXPECT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(r.out.rfind("wrote " + png.string() + " (576 x ", 0), 0u) << r.out;
-    EXPECT_NE(r.out.find("partial cut"), std::string::npos);
-    ASSERT_TRUE(fs::exists(png));
-    // PNG signature, then the IHDR width of 576.
-    const auto bytes = slurp(png);
-    ASSERT_GT(bytes.size(), 24u);
-    EXPECT_EQ(bytes.substr(1, 3), "PNG");
-    EXPECT_EQ(static_cast<unsigned char>(bytes[18]) * 256 + static_cast<unsigned char>(bytes[19]),
-              576);
 }
 
 TEST_F(Cli, DemoDrivesItsOwnUnitAndLeavesThePicture) {
@@ -383,28 +377,16 @@ TEST_F(Cli, DemoDrivesItsOwnUnitAndLeavesThePicture) {
 
 TEST_F(Cli, EmulateServesUntilTerminated) {
     const auto port = vantoconnect::testing::FakeUnit::unusedPort();
-    const auto errPath = scratch / "emulate.err";
-    const pid_t pid = fork();
-    if (pid == 0) {
-        quietLeakChecker();
-        const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        const int out = open("/dev/null", O_WRONLY);
-        dup2(err, STDERR_FILENO);
-        dup2(out, STDOUT_FILENO);
-        const auto portText = std::to_string(port);
-        const auto outDir = (scratch / "emulated").string();
-        execl(VANTO_CLI_PATH, VANTO_CLI_PATH, "emulate", "--port", portText.c_str(), "--out",
-              outDir.c_str(), nullptr);
-        _exit(127);
-    }
+    const auto log = scratch / "emulate.log";
+    const pid_t pid = startVanto(
+        {"emulate", "--port", std::to_string(port), "--out", (scratch / "emulated").string()}, log);
     // Wait for the listening line rather than sleeping blindly.
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (slurp(errPath).find("listening on") == std::string::npos &&
+    while (slurp(log).find("listening on") == std::string::npos &&
            std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-    EXPECT_NE(slurp(errPath).find("listening on 127.0.0.1:" + std::to_string(port)),
-              std::string::npos);
+    EXPECT_NE(slurp(log).find("listening on 127.0.0.1:" + std::to_string(port)), std::string::npos);
     const auto r =
         vanto({"drawer", "status", "--ip", "127.0.0.1", "--port", std::to_string(port)}, scratch);
     EXPECT_EQ(r.out, "closed\n") << r.err;
