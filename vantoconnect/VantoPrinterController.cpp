@@ -52,12 +52,7 @@ VantoPrinterController::~VantoPrinterController() = default;
 
 void VantoPrinterController::vantoprint(std::shared_ptr<VantoReceipt> receipt,
                                         std::shared_ptr<VantoPrinterCallback> callback) {
-    PrinterQueue::IS_PRINTING.store(true);
-    notifyPrinterStarted(callback);
-    if (!receipt) {
-        fatalError(fatal::NIL_UNWRAP);
-    }
-    printGroups(ReceiptComposer().compose(*receipt), callback, nullptr);
+    printReceipt(receipt, callback, nullptr);
 }
 
 void VantoPrinterController::vantoprint(std::shared_ptr<VantoReceipt> receipt,
@@ -68,14 +63,20 @@ void VantoPrinterController::vantoprint(std::shared_ptr<VantoReceipt> receipt,
         vantoprint(std::move(receipt), std::move(callback));
         return;
     }
+    auto delivery = std::make_shared<Delivery>();
+    delivery->report.receiptId = receiptId;
+    delivery->listener = std::move(listener);
+    printReceipt(receipt, callback, delivery);
+}
+
+void VantoPrinterController::printReceipt(const std::shared_ptr<VantoReceipt>& receipt,
+                                          const std::shared_ptr<VantoPrinterCallback>& callback,
+                                          const std::shared_ptr<Delivery>& delivery) {
     PrinterQueue::IS_PRINTING.store(true);
     notifyPrinterStarted(callback);
     if (!receipt) {
         fatalError(fatal::NIL_UNWRAP);
     }
-    auto delivery = std::make_shared<Delivery>();
-    delivery->report.receiptId = receiptId;
-    delivery->listener = std::move(listener);
     printGroups(ReceiptComposer().compose(*receipt), callback, delivery);
 }
 

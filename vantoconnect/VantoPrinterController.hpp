@@ -59,6 +59,10 @@ class VantoPrinterController {
     std::vector<Bytes> wrapContent(const std::vector<Bytes>& contents) const;
     struct Delivery;
 
+    // Everything vantoprint does; `delivery` may be null.
+    void printReceipt(const std::shared_ptr<VantoReceipt>& receipt,
+                      const std::shared_ptr<VantoPrinterCallback>& callback,
+                      const std::shared_ptr<Delivery>& delivery);
     // Everything vantoprint does once the receipt is composed; `delivery` may be null.
     void printGroups(const std::vector<Bytes>& groups,
                      const std::shared_ptr<VantoPrinterCallback>& callback,
