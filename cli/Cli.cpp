@@ -16,6 +16,7 @@
 #include "cli/LibraryConsole.hpp"
 #include "cli/PrintCommands.hpp"
 #include "cli/UnitSession.hpp"
+#include "receipts/ReceiptInputError.hpp"
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
 #include "vantoconnect/support/Fatal.hpp"
 
@@ -264,6 +265,9 @@ int Cli::run(int argc, char** argv) {
     } catch (const CliError& e) {
         std::cerr << "vanto: " << oneLine(e.what()) << std::endl;
         return e.exitCode();
+    } catch (const vantoreceipts::ReceiptInputError& e) {
+        std::cerr << "vanto: " << oneLine(e.what()) << std::endl;
+        return CliError::BAD_INPUT;
     } catch (const vantoconnect::FatalError& e) {
         if (std::string_view(e.what()) == vantoconnect::fatal::NIL_UNWRAP) {
             std::cerr << "vanto: " << UnitSession::closedWithoutAnswer(unit.text()) << std::endl;

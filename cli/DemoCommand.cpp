@@ -9,9 +9,9 @@
 
 #include "cli/CliError.hpp"
 #include "cli/LibraryConsole.hpp"
-#include "cli/Names.hpp"
 #include "cli/UnitSession.hpp"
 #include "emulator/EmulatedUnit.hpp"
+#include "receipts/Names.hpp"
 #include "vantoconnect/VantoDeliveryListener.hpp"
 #include "vantoconnect/VantoDeliveryReport.hpp"
 #include "vantoconnect/VantoError.hpp"
@@ -28,6 +28,7 @@
 namespace vantocli {
 
 using namespace vantoconnect;
+using namespace vantoreceipts;
 using vantoemu::EmulatedUnit;
 using vantoemu::UnitSnapshot;
 

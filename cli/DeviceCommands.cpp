@@ -5,8 +5,8 @@
 
 #include "cli/CliError.hpp"
 #include "cli/LibraryConsole.hpp"
-#include "cli/Names.hpp"
 #include "cli/UnitLock.hpp"
+#include "receipts/Names.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/ByteLump.hpp"
@@ -19,6 +19,7 @@
 namespace vantocli {
 
 using namespace vantoconnect;
+using namespace vantoreceipts;
 
 namespace {
 

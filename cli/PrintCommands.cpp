@@ -6,9 +6,10 @@
 
 #include "cli/CliError.hpp"
 #include "cli/LibraryConsole.hpp"
-#include "cli/ReceiptFile.hpp"
 #include "cli/UnitLock.hpp"
 #include "emulator/ReceiptRenderer.hpp"
+#include "receipts/ReceiptFile.hpp"
+#include "receipts/ReceiptPreview.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/VantoDeliveryListener.hpp"
 #include "vantoconnect/VantoDeliveryReport.hpp"
@@ -18,6 +19,7 @@
 namespace vantocli {
 
 using namespace vantoconnect;
+using namespace vantoreceipts;
 
 namespace {
 
@@ -204,17 +206,14 @@ void PrintCommands::print(const UnitAddress& unit, const std::vector<std::string
 
 void PrintCommands::preview(const std::filesystem::path& receiptFile,
                             const std::filesystem::path& pngFile, bool showText) {
-    std::vector<std::uint8_t> bytes;
+    vantoemu::RenderedReceipt rendered;
     {
         LibraryConsole quiet(false);
         const auto receipt = ReceiptFile::load(receiptFile);
-        for (const auto& group : ReceiptFile::compose(*receipt, receiptFile.string())) {
-            bytes.insert(bytes.end(), group.begin(), group.end());
-        }
+        rendered = ReceiptPreview::render(*receipt, receiptFile.string());
     }
-    vantoemu::RenderedReceipt rendered;
     try {
-        rendered = vantoemu::ReceiptRenderer::renderBytesToFile(bytes, pngFile.string());
+        vantoemu::ReceiptRenderer::writeFile(pngFile.string(), rendered.png);
     } catch (const std::runtime_error& e) {
         throw CliError(CliError::BAD_INPUT,
                        pngFile.string() + ": cannot write the picture: " + e.what());

@@ -1,4 +1,4 @@
-#include "cli/ReceiptImage.hpp"
+#include "receipts/ReceiptImage.hpp"
 
 #include <vips/vips.h>
 
@@ -6,16 +6,16 @@
 #include <mutex>
 #include <system_error>
 
-#include "cli/CliError.hpp"
+#include "receipts/ReceiptInputError.hpp"
 
-namespace vantocli {
+namespace vantoreceipts {
 
 using vantoconnect::Image;
 
 namespace {
 
 [[noreturn]] void refuse(const std::string& where, const std::string& why) {
-    throw CliError(CliError::BAD_INPUT, where + ": " + why);
+    throw ReceiptInputError(where + ": " + why);
 }
 
 struct Unref {
@@ -102,4 +102,4 @@ Image ReceiptImage::load(const std::filesystem::path& file, const std::string& w
     }
 }
 
-}  // namespace vantocli
+}  // namespace vantoreceipts

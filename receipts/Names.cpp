@@ -1,15 +1,15 @@
-#include "cli/Names.hpp"
+#include "receipts/Names.hpp"
 
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 
-#include "cli/CliError.hpp"
+#include "receipts/ReceiptInputError.hpp"
 #include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/orbaprotocol/messages/VantoColorCodes.hpp"
 #include "vantoconnect/orbaprotocol/messages/VantoDiagnosticLEDS.hpp"
 
-namespace vantocli {
+namespace vantoreceipts {
 
 using vantoconnect::Vanto;
 using vantoconnect::VantoColorCodes;
@@ -132,9 +132,8 @@ std::int64_t Names::parse(const Table& table, std::string_view word, std::string
                     [number](const Entry& entry) { return entry.value == number; })) {
         return number;
     }
-    throw CliError(CliError::BAD_INPUT, "unknown " + std::string(what) + " \"" + std::string(word) +
-                                            "\" (use " + choices(table) +
-                                            ", a constant name or its number)");
+    throw ReceiptInputError("unknown " + std::string(what) + " \"" + std::string(word) +
+                            "\" (use " + choices(table) + ", a constant name or its number)");
 }
 
 std::string Names::nameOf(const Table& table, std::int64_t value) {
@@ -157,4 +156,4 @@ std::string Names::choices(const Table& table) {
     return out;
 }
 
-}  // namespace vantocli
+}  // namespace vantoreceipts

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace vantocli {
+namespace vantoreceipts {
 
 class Names {
   public:
@@ -32,7 +32,7 @@ class Names {
     static const Table& cutTypes();
 
     // Looks the word up case-insensitively as a short word or a constant name, or reads it as the
-    // decimal value of an entry. Throws CliError(BAD_INPUT) naming `what` otherwise.
+    // decimal value of an entry. Throws ReceiptInputError naming `what` otherwise.
     static std::int64_t parse(const Table& table, std::string_view word, std::string_view what);
     // The short word of a value, or its number.
     static std::string nameOf(const Table& table, std::int64_t value);
@@ -40,4 +40,4 @@ class Names {
     static std::string choices(const Table& table);
 };
 
-}  // namespace vantocli
+}  // namespace vantoreceipts

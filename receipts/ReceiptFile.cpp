@@ -1,4 +1,4 @@
-#include "cli/ReceiptFile.hpp"
+#include "receipts/ReceiptFile.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -9,9 +9,10 @@
 #include <sstream>
 #include <system_error>
 
-#include "cli/CliError.hpp"
-#include "cli/Names.hpp"
-#include "cli/ReceiptImage.hpp"
+#include "receipts/Names.hpp"
+#include "receipts/ReceiptImage.hpp"
+#include "receipts/ReceiptInputError.hpp"
+#include "receipts/ReceiptLineCheck.hpp"
 #include "vantoconnect/ReceiptComposer.hpp"
 #include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/VantoReceiptBarcodeLine.hpp"
@@ -23,7 +24,7 @@
 #include "vantoconnect/support/Fatal.hpp"
 #include "vantoconnect/support/GraphemeCounter.hpp"
 
-namespace vantocli {
+namespace vantoreceipts {
 
 using nlohmann::json;
 using namespace vantoconnect;
@@ -37,7 +38,7 @@ class Reader {
         : mSource(source), mBaseDir(baseDir) {}
 
     [[noreturn]] void fail(const std::string& path, const std::string& what) const {
-        throw CliError(CliError::BAD_INPUT, mSource + ": " + path + ": " + what);
+        throw ReceiptInputError(mSource + ": " + path + ": " + what);
     }
 
     void expectOnly(const json& object, const std::string& path,
@@ -67,15 +68,7 @@ class Reader {
             fail(path + "." + key, "must be a string");
         }
         std::string s = value.get<std::string>();
-        for (const char c : s) {
-            const auto byte = static_cast<unsigned char>(c);
-            if ((byte < 0x20 || byte == 0x7F) && !(allowNul && byte == 0)) {
-                char code[8];
-                std::snprintf(code, sizeof code, "U+%04X", byte);
-                fail(path + "." + key, std::string("contains the control character ") + code +
-                                           ", which the printer would take as a command");
-            }
-        }
+        ReceiptLineCheck::text(s, mSource + ": " + path + "." + key, allowNul);
         return s;
     }
 
@@ -93,10 +86,7 @@ class Reader {
             fail(path + "." + key, "must lie in " + range(min, max) + ", not " + value.dump());
         }
         const auto number = value.get<std::int64_t>();
-        if (number < min || number > max) {
-            fail(path + "." + key,
-                 "must lie in " + range(min, max) + ", not " + std::to_string(number));
-        }
+        ReceiptLineCheck::range(number, min, max, mSource + ": " + path + "." + key);
         return number;
     }
 
@@ -269,33 +259,20 @@ class Reader {
         if (data.empty()) {
             fail(path, "needs \"data\" (a barcode without data prints nothing)");
         }
-        if (type == Vanto::BARCODE_TYPE_UPCA &&
-            (data.size() < 11 || data.size() > 12 ||
-             data.find_first_not_of("0123456789") != std::string::npos)) {
-            fail(path + ".data", "a UPC-A barcode takes 11 or 12 digits, not \"" + data + "\"");
-        }
-        if (type == Vanto::BARCODE_TYPE_CODE39) {
-            const auto bad = data.find_first_not_of("0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ -.$/+%");
-            if (bad != std::string::npos) {
-                fail(path + ".data",
-                     "a Code 39 barcode takes digits, capital letters, space and "
-                     "- . $ / + %; \"" +
-                         data + "\" has \"" + data.substr(bad, 1) + "\"");
-            }
-        }
+        ReceiptLineCheck::barcodeData(type, data, mSource + ": " + path + ".data");
         auto line = std::make_shared<VantoReceiptBarcodeLine>(type, data);
         line->setHri(
             code(object, "hri", path, Names::barcodeHri(), "barcode hri", line->hri, 0, 3));
         if (object.contains("height")) {
             const auto& height = object.at("height");
-            // The bar height travels as a signed byte of dots: height x 154 must be 1...127.
-            const double dots = height.is_number() ? std::trunc(height.get<double>() * 154.0) : 0;
-            if (!height.is_number() || !(dots >= 1 && dots <= 127)) {
+            if (!height.is_number()) {
                 fail(path + ".height",
                      "must be a number whose bar height (height x 154 dots) "
                      "lies in 1...127 dots, that is 0.0065...0.8246, not " +
                          height.dump());
             }
+            ReceiptLineCheck::barcodeHeight(height.get<double>(), mSource + ": " + path + ".height",
+                                            height.dump());
             line->setHeight(height.get<double>());
         }
         return line;
@@ -333,7 +310,7 @@ class Reader {
                            const std::string& path) const {
         try {
             return Names::parse(table, word, what);
-        } catch (const CliError& e) {
+        } catch (const ReceiptInputError& e) {
             fail(path, e.what());
         }
     }
@@ -380,32 +357,6 @@ std::string reason(const json::parse_error& e) {
     return echo == std::string::npos ? message : message.substr(0, echo);
 }
 
-std::string describeLine(const VantoReceiptLine& line) {
-    if (line.lineType == VantoReceiptLineType::PRICE) {
-        const auto& price = static_cast<const VantoReceiptPriceLine&>(line);
-        const auto chars =
-            GraphemeCounter::count(price.leftText) + GraphemeCounter::count(price.rightText);
-        return "left and right text together have " + std::to_string(chars) +
-               " characters; at most 43 fit one line";
-    }
-    return "the printer bytes cannot carry it";
-}
-
-std::string tooLong(const VantoReceiptLine& line, std::size_t bytes) {
-    const std::string size = std::to_string(bytes) + " bytes";
-    const std::string limit = std::to_string(ReceiptFile::MAX_LINE_BYTES);
-    switch (line.lineType) {
-        case VantoReceiptLineType::TEXT:
-            return "the text composes to " + size + " of printer commands; one line carries at " +
-                   "most " + limit + " (1013 plain characters, fewer with style or size)";
-        case VantoReceiptLineType::BARCODE:
-            return "the barcode data has " + size + "; a barcode carries at most " + limit;
-        default:
-            return "the line composes to " + size + " of printer commands; one line carries at " +
-                   "most " + limit;
-    }
-}
-
 }  // namespace
 
 std::shared_ptr<VantoReceipt> ReceiptFile::parse(std::string_view text, const std::string& source,
@@ -414,11 +365,11 @@ std::shared_ptr<VantoReceipt> ReceiptFile::parse(std::string_view text, const st
     try {
         root = json::parse(text.begin(), text.end());
     } catch (const json::parse_error& e) {
-        throw CliError(CliError::BAD_INPUT,
-                       source + ":" + position(text, e.byte) + ": malformed JSON: " + reason(e));
+        throw ReceiptInputError(source + ":" + position(text, e.byte) +
+                                ": malformed JSON: " + reason(e));
     } catch (const json::exception& e) {
         // A number too large for a double is refused without a position.
-        throw CliError(CliError::BAD_INPUT, source + ": malformed JSON: " + e.what());
+        throw ReceiptInputError(source + ": malformed JSON: " + e.what());
     }
     Reader reader(source, baseDir);
     return reader.receipt(root);
@@ -429,35 +380,34 @@ std::shared_ptr<VantoReceipt> ReceiptFile::load(const std::filesystem::path& pat
     std::error_code error;
     const auto status = std::filesystem::status(path, error);
     if (!std::filesystem::exists(status)) {
-        throw CliError(CliError::BAD_INPUT, name + ": no such receipt file");
+        throw ReceiptInputError(name + ": no such receipt file");
     }
     if (std::filesystem::is_directory(status)) {
-        throw CliError(CliError::BAD_INPUT, name + ": is a directory, not a receipt file");
+        throw ReceiptInputError(name + ": is a directory, not a receipt file");
     }
     if (!std::filesystem::is_regular_file(status)) {
-        throw CliError(CliError::BAD_INPUT, name + ": is not a regular file");
+        throw ReceiptInputError(name + ": is not a regular file");
     }
     const auto size = std::filesystem::file_size(path, error);
     if (!error && size > MAX_FILE_BYTES) {
-        throw CliError(CliError::BAD_INPUT, name + ": has " + std::to_string(size) +
-                                                " bytes; a receipt file may have " + "at most " +
-                                                std::to_string(MAX_FILE_BYTES) + " (1 MiB)");
+        throw ReceiptInputError(name + ": has " + std::to_string(size) +
+                                " bytes; a receipt file may have " + "at most " +
+                                std::to_string(MAX_FILE_BYTES) + " (1 MiB)");
     }
     std::ifstream file(path, std::ios::binary);
     if (!file) {
-        throw CliError(CliError::BAD_INPUT, name + ": cannot open the receipt file");
+        throw ReceiptInputError(name + ": cannot open the receipt file");
     }
     // Read no more than the limit even if the file grew after the size was taken.
     std::string content(static_cast<std::size_t>(MAX_FILE_BYTES) + 1, '\0');
     file.read(content.data(), static_cast<std::streamsize>(content.size()));
     content.resize(static_cast<std::size_t>(file.gcount()));
     if (content.size() > MAX_FILE_BYTES) {
-        throw CliError(CliError::BAD_INPUT, name + ": has more than " +
-                                                std::to_string(MAX_FILE_BYTES) +
-                                                " bytes; a receipt file may have at most that");
+        throw ReceiptInputError(name + ": has more than " + std::to_string(MAX_FILE_BYTES) +
+                                " bytes; a receipt file may have at most that");
     }
     if (content.find_first_not_of(" \t\r\n") == std::string::npos) {
-        throw CliError(CliError::BAD_INPUT, name + ": the receipt file is empty");
+        throw ReceiptInputError(name + ": the receipt file is empty");
     }
     return parse(content, name, path.parent_path());
 }
@@ -471,26 +421,10 @@ std::vector<Bytes> ReceiptFile::compose(const VantoReceipt& receipt, const std::
     groups.push_back(std::move(ReceiptComposer().compose(opening)[0]));
     const auto& lines = receipt.getLines();
     for (std::size_t i = 0; i < lines.size(); ++i) {
-        const std::string where = source + ": lines[" + std::to_string(i) + "]: ";
-        VantoReceipt single;
-        single.setHeaderFeed(0);
-        single.setFooterFeed(0);
-        single.addLine(lines[i]);
-        std::vector<Bytes> composed;
-        try {
-            composed = ReceiptComposer().compose(single);
-        } catch (const FatalError& e) {
-            throw CliError(
-                CliError::BAD_INPUT,
-                where + "cannot be printed: " + describeLine(*lines[i]) + " (" + e.what() + ")");
-        }
-        // The header and footer feeds and the cut around the line are not the line's.
-        for (std::size_t g = 1; g + 2 < composed.size(); ++g) {
-            if (composed[g].size() > MAX_LINE_BYTES) {
-                throw CliError(CliError::BAD_INPUT, where + "cannot be printed: " +
-                                                        tooLong(*lines[i], composed[g].size()));
-            }
-            groups.push_back(std::move(composed[g]));
+        auto line =
+            ReceiptLineCheck::compose(lines[i], source + ": lines[" + std::to_string(i) + "]");
+        for (auto& group : line) {
+            groups.push_back(std::move(group));
         }
     }
     VantoReceipt ending;
@@ -503,4 +437,4 @@ std::vector<Bytes> ReceiptFile::compose(const VantoReceipt& receipt, const std::
     return groups;
 }
 
-}  // namespace vantocli
+}  // namespace vantoreceipts

@@ -19,10 +19,11 @@
 #include <string_view>
 #include <vector>
 
+#include "receipts/ReceiptLineCheck.hpp"
 #include "vantoconnect/VantoReceipt.hpp"
 #include "vantoconnect/support/Bytes.hpp"
 
-namespace vantocli {
+namespace vantoreceipts {
 
 class ReceiptFile {
   public:
@@ -35,9 +36,9 @@ class ReceiptFile {
     // 44 columns (22 when wide, half that for non-ASCII text), barcodes at 300 dots.
     static constexpr std::int64_t MAX_PAPER_DOTS = 100000;
     // One line's printer commands must fit one packet of the printer's.
-    static constexpr std::size_t MAX_LINE_BYTES = 1024;
+    static constexpr std::size_t MAX_LINE_BYTES = ReceiptLineCheck::MAX_LINE_BYTES;
 
-    // Throws CliError(BAD_INPUT) with a one-line message.
+    // Throws ReceiptInputError with a one-line message.
     static std::shared_ptr<vantoconnect::VantoReceipt> load(const std::filesystem::path& path);
 
     // `source` names the text in messages; `baseDir` resolves image paths.
@@ -47,9 +48,9 @@ class ReceiptFile {
 
     // The receipt's printer bytes, composed line by line by the library's own composer, so that
     // a line the printer bytes cannot carry is reported by its index instead of stopping the
-    // process later on the printing thread. Throws CliError(BAD_INPUT).
+    // process later on the printing thread. Throws ReceiptInputError.
     static std::vector<vantoconnect::Bytes> compose(const vantoconnect::VantoReceipt& receipt,
                                                     const std::string& source);
 };
 
-}  // namespace vantocli
+}  // namespace vantoreceipts

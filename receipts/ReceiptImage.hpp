@@ -14,7 +14,7 @@
 
 #include "vantoconnect/support/Image.hpp"
 
-namespace vantocli {
+namespace vantoreceipts {
 
 class ReceiptImage {
   public:
@@ -26,7 +26,7 @@ class ReceiptImage {
     static constexpr std::int64_t MAX_PRINTED_ROWS = 4800;
 
     // `where` prefixes every message ("receipt.json: lines[2].image"); `pixelsBefore` counts the
-    // receipt's images read so far. Throws CliError(BAD_INPUT).
+    // receipt's images read so far. Throws ReceiptInputError.
     static vantoconnect::Image load(const std::filesystem::path& file, const std::string& where,
                                     std::int64_t pixelsBefore = 0);
 
@@ -37,4 +37,4 @@ class ReceiptImage {
     static std::vector<std::uint8_t> overWhite(std::span<const std::uint8_t> premultiplied);
 };
 
-}  // namespace vantocli
+}  // namespace vantoreceipts
