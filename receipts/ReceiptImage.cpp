@@ -22,25 +22,56 @@ struct Unref {
     void operator()(VipsImage* image) const { g_object_unref(image); }
 };
 
-// Width and height from the header alone; the pixels stay in the file.
-std::pair<std::int64_t, std::int64_t> headerSize(const std::filesystem::path& file,
-                                                 const std::string& where) {
+void startImageLibrary() {
     static std::once_flag started;
     std::call_once(started, [] {
         VIPS_INIT("vanto");
-        // The image library warns on standard error about every damaged chunk; the command
-        // reports a bad image in its own one line.
+        // The image library warns on standard error about every damaged chunk; we report a bad
+        // image in our own one line.
         g_log_set_handler(
             "VIPS", static_cast<GLogLevelFlags>(G_LOG_LEVEL_WARNING | G_LOG_LEVEL_MESSAGE),
             [](const gchar*, GLogLevelFlags, const gchar*, gpointer) {}, nullptr);
     });
-    std::unique_ptr<VipsImage, Unref> image(vips_image_new_from_file(file.c_str(), nullptr));
+}
+
+// Width and height from the header alone; the pixels stay encoded. `what` names the image in
+// messages ("\"logo.png\"", "the image bytes").
+std::pair<std::int64_t, std::int64_t> headerSize(VipsImage* opened, const std::string& where,
+                                                 const std::string& what) {
+    std::unique_ptr<VipsImage, Unref> image(opened);
     if (!image) {
         vips_error_clear();
-        refuse(where, "\"" + file.string() +
-                          "\" is not an image the command can read (PNG, JPEG, WebP, GIF, TIFF)");
+        refuse(where, what + " is not an image that can be read (PNG, JPEG, WebP, GIF, TIFF)");
     }
     return {vips_image_get_width(image.get()), vips_image_get_height(image.get())};
+}
+
+// The limits every image meets before a pixel is decoded.
+void checkSize(std::int64_t width, std::int64_t height, std::int64_t pixelsBefore,
+               const std::string& where, const std::string& what) {
+    const std::string size = std::to_string(width) + " x " + std::to_string(height);
+    if (width < 1 || height < 1 || width > ReceiptImage::MAX_SIDE ||
+        height > ReceiptImage::MAX_SIDE ||
+        pixelsBefore + width * height > ReceiptImage::MAX_PIXELS) {
+        refuse(where, what + " is " + size + " pixels; images may have at most " +
+                          std::to_string(ReceiptImage::MAX_SIDE) +
+                          " pixels a side and the images of " + "one receipt at most " +
+                          std::to_string(ReceiptImage::MAX_PIXELS) + " together");
+    }
+    const auto rows = ReceiptImage::printedRows(width, height);
+    if (rows > ReceiptImage::MAX_PRINTED_ROWS) {
+        refuse(where, what + " is " + size + " pixels, " + std::to_string(rows) +
+                          " dot rows once scaled to the paper's width; " + "at most " +
+                          std::to_string(ReceiptImage::MAX_PRINTED_ROWS) + " fit one image line");
+    }
+}
+
+Image finish(const Image& decoded, bool flatten) {
+    if (!flatten) {
+        return decoded;
+    }
+    return Image::fromRGBA(decoded.width(), decoded.height(),
+                           ReceiptImage::overWhite(decoded.rgba()));
 }
 
 }  // namespace
@@ -62,7 +93,7 @@ std::vector<std::uint8_t> ReceiptImage::overWhite(std::span<const std::uint8_t> 
 }
 
 Image ReceiptImage::load(const std::filesystem::path& file, const std::string& where,
-                         std::int64_t pixelsBefore) {
+                         std::int64_t pixelsBefore, bool flatten) {
     std::error_code error;
     const auto status = std::filesystem::status(file, error);
     if (!std::filesystem::exists(status)) {
@@ -80,25 +111,56 @@ Image ReceiptImage::load(const std::filesystem::path& file, const std::string& w
                           " bytes; an image file may have at most " +
                           std::to_string(MAX_FILE_BYTES) + " (8 MiB)");
     }
-    const auto [width, height] = headerSize(file, where);
-    const std::string size = std::to_string(width) + " x " + std::to_string(height);
-    if (width < 1 || height < 1 || width > MAX_SIDE || height > MAX_SIDE ||
-        pixelsBefore + width * height > MAX_PIXELS) {
-        refuse(where, "\"" + file.string() + "\" is " + size + " pixels; images may have at most " +
-                          std::to_string(MAX_SIDE) + " pixels a side and the images of one " +
-                          "receipt at most " + std::to_string(MAX_PIXELS) + " together");
+    startImageLibrary();
+    const std::string what = "\"" + file.string() + "\"";
+    const auto [width, height] =
+        headerSize(vips_image_new_from_file(file.c_str(), nullptr), where, what);
+    checkSize(width, height, pixelsBefore, where, what);
+    try {
+        return finish(Image::fromFile(file.string()), flatten);
+    } catch (const Image::Error& e) {
+        refuse(where, what + " cannot be decoded (corrupt or truncated?)");
     }
-    const auto rows = printedRows(width, height);
-    if (rows > MAX_PRINTED_ROWS) {
-        refuse(where, "\"" + file.string() + "\" is " + size + " pixels, " + std::to_string(rows) +
-                          " dot rows once scaled to the paper's width; " + "at most " +
-                          std::to_string(MAX_PRINTED_ROWS) + " fit one image line");
+}
+
+Image ReceiptImage::fromEncoded(std::span<const std::uint8_t> encoded, const std::string& where,
+                                bool flatten) {
+    const std::string what = "the image bytes";
+    if (encoded.empty()) {
+        refuse(where, what + " are empty");
+    }
+    if (encoded.size() > MAX_FILE_BYTES) {
+        refuse(where, what + " are " + std::to_string(encoded.size()) +
+                          " bytes; an encoded image may have at most " +
+                          std::to_string(MAX_FILE_BYTES) + " (8 MiB)");
+    }
+    startImageLibrary();
+    const auto [width, height] = headerSize(
+        vips_image_new_from_buffer(encoded.data(), encoded.size(), "", nullptr), where, what);
+    checkSize(width, height, 0, where, what);
+    try {
+        return finish(Image::fromEncoded(encoded), flatten);
+    } catch (const Image::Error& e) {
+        refuse(where, what + " cannot be decoded (corrupt or truncated?)");
+    }
+}
+
+Image ReceiptImage::fromRGBA(std::int64_t width, std::int64_t height,
+                             std::span<const std::uint8_t> rgba, const std::string& where,
+                             bool flatten) {
+    const std::string what = "the RGBA pixels";
+    checkSize(width, height, 0, where, what);
+    const auto expected =
+        static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) * 4;
+    if (rgba.size() != expected) {
+        refuse(where, what + " are " + std::to_string(rgba.size()) + " bytes; " +
+                          std::to_string(width) + " x " + std::to_string(height) + " pixels take " +
+                          std::to_string(expected) + " (4 bytes a pixel)");
     }
     try {
-        const Image decoded = Image::fromFile(file.string());
-        return Image::fromRGBA(decoded.width(), decoded.height(), overWhite(decoded.rgba()));
+        return finish(Image::fromRGBA(width, height, rgba), flatten);
     } catch (const Image::Error& e) {
-        refuse(where, "\"" + file.string() + "\" cannot be decoded (corrupt or truncated?)");
+        refuse(where, what + " cannot be used: " + e.what());
     }
 }
 

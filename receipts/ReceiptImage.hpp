@@ -26,9 +26,18 @@ class ReceiptImage {
     static constexpr std::int64_t MAX_PRINTED_ROWS = 4800;
 
     // `where` prefixes every message ("receipt.json: lines[2].image"); `pixelsBefore` counts the
-    // receipt's images read so far. Throws ReceiptInputError.
+    // receipt's images read so far. With `flatten` the image is laid onto white paper; without,
+    // the library gets the pixels as they are (transparent parts print by their colour, black).
+    // Throws ReceiptInputError.
     static vantoconnect::Image load(const std::filesystem::path& file, const std::string& where,
-                                    std::int64_t pixelsBefore = 0);
+                                    std::int64_t pixelsBefore = 0, bool flatten = true);
+    // Encoded bytes in memory (PNG, JPEG, WebP, GIF, TIFF), under the same limits as a file.
+    static vantoconnect::Image fromEncoded(std::span<const std::uint8_t> encoded,
+                                           const std::string& where, bool flatten = true);
+    // Straight (not premultiplied) 8-bit RGBA, width * height * 4 bytes, rows packed.
+    static vantoconnect::Image fromRGBA(std::int64_t width, std::int64_t height,
+                                        std::span<const std::uint8_t> rgba,
+                                        const std::string& where, bool flatten = true);
 
     // The rows an image of this size takes once scaled for the printer (the library's rounding).
     static std::int64_t printedRows(std::int64_t width, std::int64_t height);
