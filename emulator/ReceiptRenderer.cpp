@@ -1,7 +1,6 @@
 #include "emulator/ReceiptRenderer.hpp"
 
 #include <vips/vips.h>
-#include <zint.h>
 
 #include <algorithm>
 #include <cstring>
@@ -10,6 +9,7 @@
 #include <mutex>
 #include <stdexcept>
 
+#include "emulator/BarcodeSymbol.hpp"
 #include "emulator/PrinterInterpreter.hpp"
 
 #if defined(__has_feature)
@@ -36,6 +36,12 @@ namespace {
 constexpr int MARGIN_DOTS = 12;
 constexpr int FONT_PX = 21;
 constexpr int SMALL_FONT_PX = 18;
+constexpr int HRI_ROW_DOTS = 24;
+constexpr std::size_t UPC_MODULES = 95;
+// How far UPC-A guard bars reach below the others, into the row of digits.
+constexpr int GUARD_REACH_DOTS = 12;
+// Code 39 wants ten narrow bars of white paper either side.
+constexpr int CODE39_QUIET_MODULES = 10;
 constexpr const char* FONT_FAMILY = "DejaVu Sans Mono";
 
 void ensureVips() {
@@ -301,6 +307,32 @@ int startX(Justification j, int width) {
     return 0;
 }
 
+int code39Width(const BarcodeSymbol& symbol, int narrow) {
+    int width = 0;
+    for (const int run : symbol.runs) {
+        width += run > 1 ? 3 * narrow : narrow;
+    }
+    return width;
+}
+
+// Code 39 narrow bars are the widest of three, two or one dot that lets the symbol and its
+// quiet zones fit the paper, wide bars three times as wide; 0 when even one dot is too wide.
+int code39Narrow(const BarcodeSymbol& symbol) {
+    for (int narrow = 3; narrow >= 1; --narrow) {
+        if (code39Width(symbol, narrow) + 2 * CODE39_QUIET_MODULES * narrow <=
+            ReceiptRenderer::PAPER_DOTS) {
+            return narrow;
+        }
+    }
+    return 0;
+}
+
+// Whether the printer puts the barcode on paper at all.
+bool printable(const Barcode& code) {
+    const BarcodeSymbol symbol = BarcodeSymbol::encode(code.kind, code.data);
+    return symbol.error.empty() && (code.kind != BarcodeKind::Code39 || code39Narrow(symbol) > 0);
+}
+
 class Painter {
   public:
     Painter() : mCanvas(ReceiptRenderer::PAPER_DOTS) { mY = MARGIN_DOTS; }
@@ -359,104 +391,185 @@ class Painter {
         mCanvas.grow(mY);
     }
 
-    void centredSmallText(const std::string& text, Justification justification, int width,
-                          int left) {
-        Mask mask = textMask(text, false, false, SMALL_FONT_PX, mProblems);
-        int x = left + (width - mask.width) / 2;
-        if (justification == Justification::Left && width >= ReceiptRenderer::PAPER_DOTS) {
-            x = 0;
+    // Small text centred on `centre`, kept on the paper; lines too wide for the paper wrap.
+    void smallTextRows(const std::string& text, int centre) {
+        for (const std::string& row : wrapToPaper(text)) {
+            const Mask mask = textMask(row, false, false, SMALL_FONT_PX, mProblems);
+            const int x = std::clamp(centre - mask.width / 2, 0,
+                                     std::max(0, ReceiptRenderer::PAPER_DOTS - mask.width));
+            mCanvas.stamp(mask, x, mY, false);
+            mY += HRI_ROW_DOTS;
+            mCanvas.grow(mY);
         }
-        mCanvas.stamp(mask, std::max(0, x), mY, false);
-        mY += 24;
-        mCanvas.grow(mY);
     }
 
     void barcode(const Barcode& code) {
-        Mask bars = barcodeMask(code);
-        if (bars.width == 0) {
-            // What a printer does with data it cannot encode: nothing on paper. A framed
-            // note keeps the gap visible in the picture.
+        const BarcodeSymbol symbol = BarcodeSymbol::encode(code.kind, code.data);
+        std::string refusal = symbol.error.empty() ? "" : "not encodable: " + symbol.error;
+        if (refusal.empty()) {
+            switch (code.kind) {
+                case BarcodeKind::UpcA:
+                    upcA(code, symbol);
+                    return;
+                case BarcodeKind::Code39:
+                    refusal = code39(code, symbol);
+                    break;
+                case BarcodeKind::Pdf417:
+                    pdf417(code, symbol);
+                    return;
+            }
+        }
+        if (!refusal.empty()) {
+            mProblems.push_back(barcodeKindName(code.kind) + " \"" + code.data + "\" " + refusal);
+            // What a printer does with data it cannot print: nothing on paper. A framed note
+            // keeps the gap visible in the picture.
             TextLine note;
             note.justification = code.justification;
             TextRun run;
             run.text = "[" + barcodeKindName(code.kind) + " not printable: " + code.data + "]";
             note.runs.push_back(run);
             textLine(note);
-            return;
         }
-        const int x = startX(code.justification, bars.width);
+    }
+
+    // Bars three dots to the module, guard bars (and the first and last digit's bars) reaching
+    // down between the digits, and the digits split around them as on a retail label: the
+    // number system left of the symbol, five under each half, the check digit right of it.
+    void upcA(const Barcode& code, const BarcodeSymbol& symbol) {
+        constexpr int MODULE = 3;
+        std::vector<bool> modules;
+        bool bar = true;
+        for (const int run : symbol.runs) {
+            modules.insert(modules.end(), static_cast<std::size_t>(run), bar);
+            bar = !bar;
+        }
+        const bool split = modules.size() == UPC_MODULES && symbol.text.size() == 12;
+        const bool above = code.hri == 1 || code.hri == 3;
+        const bool below = code.hri == 2 || code.hri == 3;
+        const int digit = textMask("0", false, false, SMALL_FONT_PX, mProblems).width;
+        const int side = split && (above || below) ? digit + 8 : 0;
+        const int barsWidth = static_cast<int>(modules.size()) * MODULE;
+        const int left = startX(code.justification, barsWidth + 2 * side);
+        const int barsLeft = left + side;
+        auto labels = [&] {
+            if (!split) {
+                smallTextRows(symbol.text, barsLeft + barsWidth / 2);
+                return;
+            }
+            const int top = mY;
+            auto put = [&](const std::string& text, double module) {
+                mY = top;
+                smallTextRows(text, barsLeft + static_cast<int>(module * MODULE));
+            };
+            put(symbol.text.substr(0, 1), -static_cast<double>(side) / 2 / MODULE);
+            put(symbol.text.substr(1, 5), 27.5);  // modules 10..44
+            put(symbol.text.substr(6, 5), 67.5);  // modules 50..84
+            put(symbol.text.substr(11, 1), UPC_MODULES + static_cast<double>(side) / 2 / MODULE);
+        };
+        if (above) {
+            labels();
+        }
+        const int top = mY;
+        const int reach = split && below ? GUARD_REACH_DOTS : 0;
+        for (std::size_t m = 0; m < modules.size(); ++m) {
+            if (modules[m]) {
+                const bool guard = m < 10 || (m >= 45 && m < 50) || m >= 85;
+                mCanvas.fill(barsLeft + static_cast<int>(m) * MODULE, top, MODULE,
+                             code.height + (guard ? reach : 0));
+            }
+        }
+        mY = top + code.height + 4;
+        mCanvas.grow(mY + reach);
+        if (below) {
+            labels();
+        }
+        mY = std::max(mY, top + code.height + reach) + 6;
+        mCanvas.grow(mY);
+    }
+
+    // Returns why the symbol cannot be printed.
+    std::string code39(const Barcode& code, const BarcodeSymbol& symbol) {
+        const int narrow = code39Narrow(symbol);
+        const int width = code39Width(symbol, std::max(1, narrow));
+        if (narrow == 0) {
+            return "is " + std::to_string(width) +
+                   " dots wide even with one-dot bars, wider than the paper: left out";
+        }
+        const int left = startX(code.justification, width);
         if (code.hri == 1 || code.hri == 3) {
-            centredSmallText(code.data, Justification::Center, bars.width, x);
+            smallTextRows(symbol.text, left + width / 2);
         }
-        mCanvas.stamp(bars, x, mY, false);
-        mY += bars.height + 4;
+        int x = left;
+        bool bar = true;
+        for (const int run : symbol.runs) {
+            const int dots = run > 1 ? 3 * narrow : narrow;
+            if (bar) {
+                mCanvas.fill(x, mY, dots, code.height);
+            }
+            x += dots;
+            bar = !bar;
+        }
+        mY += code.height + 4;
         mCanvas.grow(mY);
         if (code.hri == 2 || code.hri == 3) {
-            centredSmallText(code.data, Justification::Center, bars.width, x);
+            smallTextRows(symbol.text, left + width / 2);
+        }
+        mY += 6;
+        mCanvas.grow(mY);
+        return "";
+    }
+
+    // Stacked rows keep their own proportions (each module as many dots high as wide, rows
+    // three modules high); the bar height of linear codes does not apply.
+    void pdf417(const Barcode& code, const BarcodeSymbol& symbol) {
+        const int columns = static_cast<int>(symbol.rows.front().size());
+        const int scale = std::clamp((ReceiptRenderer::PAPER_DOTS - 16) / columns, 1, 3);
+        const int width = std::min(columns * scale, ReceiptRenderer::PAPER_DOTS);
+        const int left = startX(code.justification, width);
+        if (code.hri == 1 || code.hri == 3) {
+            smallTextRows(symbol.text, left + width / 2);
+        }
+        for (std::size_t y = 0; y < symbol.rows.size(); ++y) {
+            for (int x = 0; x * scale < width; ++x) {
+                if (symbol.rows[y][static_cast<std::size_t>(x)]) {
+                    mCanvas.fill(left + x * scale, mY + static_cast<int>(y) * scale, scale, scale);
+                }
+            }
+        }
+        mY += static_cast<int>(symbol.rows.size()) * scale + 4;
+        mCanvas.grow(mY);
+        if (code.hri == 2 || code.hri == 3) {
+            smallTextRows(symbol.text, left + width / 2);
         }
         mY += 6;
         mCanvas.grow(mY);
     }
 
-    Mask barcodeMask(const Barcode& code) {
-        zint_symbol* symbol = ZBarcode_Create();
-        if (symbol == nullptr) {
-            mProblems.push_back("barcode encoder unavailable");
-            return {};
-        }
-        switch (code.kind) {
-            case BarcodeKind::UpcA:
-                symbol->symbology = BARCODE_UPCA;
-                break;
-            case BarcodeKind::Code39:
-                symbol->symbology = BARCODE_CODE39;
-                break;
-            case BarcodeKind::Pdf417:
-                symbol->symbology = BARCODE_PDF417;
-                break;
-        }
-        symbol->show_hrt = 0;
-        symbol->scale = 0.5f;  // one pixel per module; scaled to printer dots below
-        symbol->output_options |= BARCODE_NO_QUIET_ZONES;
-        Mask mask;
-        const int status = ZBarcode_Encode_and_Buffer(
-            symbol, reinterpret_cast<const unsigned char*>(code.data.data()),
-            static_cast<int>(code.data.size()), 0);
-        if (status >= ZINT_ERROR || symbol->bitmap == nullptr || symbol->bitmap_width <= 0 ||
-            symbol->bitmap_height <= 0) {
-            mProblems.push_back(barcodeKindName(code.kind) + " \"" + code.data +
-                                "\" not encodable: " + symbol->errtxt);
-            ZBarcode_Delete(symbol);
-            return mask;
-        }
-        const int bw = symbol->bitmap_width;
-        const int bh = symbol->bitmap_height;
-        auto darkAt = [&](int x, int y) {
-            const std::size_t i = (static_cast<std::size_t>(y) * static_cast<std::size_t>(bw) +
-                                   static_cast<std::size_t>(x)) *
-                                  3;
-            return symbol->bitmap[i] < 128;
-        };
-        const int scale = std::clamp((ReceiptRenderer::PAPER_DOTS - 16) / bw, 1, 3);
-        mask.width = std::min(bw * scale, ReceiptRenderer::PAPER_DOTS);
-        if (code.kind == BarcodeKind::Pdf417) {
-            // Stacked rows keep their own proportions; the bar height applies to linear codes.
-            mask.height = bh * scale;
-        } else {
-            mask.height = code.height;
-        }
-        mask.ink.assign(
-            static_cast<std::size_t>(mask.width) * static_cast<std::size_t>(mask.height), 0);
-        for (int y = 0; y < mask.height; ++y) {
-            const int sy = code.kind == BarcodeKind::Pdf417 ? y / scale : bh / 2;
-            for (int x = 0; x < mask.width; ++x) {
-                if (darkAt(x / scale, sy)) {
-                    mask.ink[static_cast<std::size_t>(y * mask.width + x)] = 255;
-                }
+    // Rows of whole characters that each fit the paper's width in the small font.
+    std::vector<std::string> wrapToPaper(const std::string& text) {
+        // The advance of one character, without the ink that overhangs the last one.
+        const int ten = textMask("0000000000", false, false, SMALL_FONT_PX, mProblems).width;
+        const int twenty =
+            textMask("00000000000000000000", false, false, SMALL_FONT_PX, mProblems).width;
+        const int perChar = std::max(1, (twenty - ten + 9) / 10);
+        const std::size_t perRow =
+            static_cast<std::size_t>(std::max(1, (ReceiptRenderer::PAPER_DOTS - 8) / perChar));
+        std::vector<std::string> rows(1);
+        std::size_t count = 0;
+        for (std::size_t i = 0; i < text.size();) {
+            std::size_t next = i + 1;
+            while (next < text.size() && (static_cast<unsigned char>(text[next]) & 0xC0) == 0x80) {
+                ++next;  // the rest of a UTF-8 sequence
             }
+            if (count == perRow) {
+                rows.emplace_back();
+                count = 0;
+            }
+            rows.back() += text.substr(i, next - i);
+            ++count;
+            i = next;
         }
-        ZBarcode_Delete(symbol);
-        return mask;
+        return rows;
     }
 
     void raster(const RasterBand& band) {
@@ -589,7 +702,16 @@ std::string ReceiptRenderer::textView(const PrinterDocument& document) {
                 out += "\n";
             }
         } else if (const auto* code = std::get_if<Barcode>(&element)) {
-            const std::string marker = "[" + barcodeKindName(code->kind) + " " + code->data + "]";
+            // What the paper shows: a UPC-A of 11 digits is printed with its check digit.
+            std::string shown = code->data;
+            if (code->kind == BarcodeKind::UpcA && shown.size() == 11 &&
+                shown.find_first_not_of("0123456789") == std::string::npos) {
+                shown += BarcodeSymbol::upcCheckDigit(shown);
+            }
+            const std::string marker =
+                printable(*code)
+                    ? "[" + barcodeKindName(code->kind) + " " + shown + "]"
+                    : "[" + barcodeKindName(code->kind) + " not printable: " + code->data + "]";
             out +=
                 justifiedText(marker, static_cast<int>(marker.size()), code->justification) + "\n";
         } else if (const auto* band = std::get_if<RasterBand>(&element)) {
