@@ -3,8 +3,10 @@
 // elsewhere, so the page works without a network.
 'use strict';
 
+// The six LEDs on the unit's front. The unit also keeps the PED position, which the library
+// cannot drive; the API reports it, the front has no lamp for it.
 const LED_LABELS = {
-  LED_POWER: 'Power', LED_NETWORK: 'Network', LED_TABLET: 'Tablet', LED_PED: 'PED',
+  LED_POWER: 'Power', LED_NETWORK: 'Network', LED_TABLET: 'Tablet',
   LED_PRINTER: 'Printer', LED_USB1: 'USB 1', LED_USB2: 'USB 2',
 };
 const EVENTS_SHOWN = 400;
@@ -56,7 +58,7 @@ const ledNodes = new Map();
 
 function renderLeds(leds) {
   const row = byId('leds');
-  for (const led of leds) {
+  for (const led of leds.filter((l) => l.name in LED_LABELS)) {
     let node = ledNodes.get(led.position);
     if (!node) {
       node = element('div', { className: 'led', id: 'led-' + led.position });
