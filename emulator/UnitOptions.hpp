@@ -39,7 +39,7 @@ struct UnitOptions {
     std::chrono::milliseconds jobIdleGap{210000};
     // The event log file is renamed to events.1.jsonl and started afresh at this size.
     std::size_t eventLogLimit = 64u << 20;
-    DashboardOptions dashboard;
+    DashboardOptions dashboard{};
     // Last, so that designated initialisers that end with it name every field.
     Faults faults;
 };
