@@ -11,6 +11,8 @@
 #   make soak       the long runs (1000-receipt soak, emulator memory, printer-queue bursts),
 #                   optimised build, one at a time
 #   make bench      Google Benchmark programs, optimised build
+#   make dashboard-screenshot
+#                   refreshes docs/dashboard.png, the README's picture of the dashboard
 #   make fuzz       libFuzzer targets for FUZZ_SECONDS each (clang)
 #   make coverage   line coverage of the suites with gcovr
 #   make format     clang-format every source file
@@ -25,7 +27,7 @@ LAUNCHER := $(if $(shell command -v ccache 2>/dev/null),\
 
 SOURCES = $(shell git ls-files '*.cpp' '*.hpp' '*.c' '*.h' 2>/dev/null)
 
-.PHONY: all deps demo test tsan soak bench fuzz coverage format clean
+.PHONY: all deps demo test tsan soak bench fuzz coverage format clean dashboard-screenshot
 
 all: test
 
@@ -76,6 +78,12 @@ bench: deps build/release/CMakeCache.txt
 	@for b in build/release/bench/bench_*; do \
 		echo "== $$b"; $$b --benchmark_counters_tabular=true $(BENCH_ARGS) || exit 1; \
 	done
+
+# The browser suite, run on the optimised build, keeps its screenshot where the README shows it.
+dashboard-screenshot: deps build/release/CMakeCache.txt
+	$(CMAKE) --build build/release -j $(JOBS) --target vanto
+	VANTO_CLI=$(CURDIR)/build/release/cli/vanto VANTO_SOURCE_DIR=$(CURDIR) \
+		VANTO_SCREENSHOT=$(CURDIR)/docs/dashboard.png /usr/bin/python3 tests/dashboard/browser_test.py
 
 fuzz: deps
 	CC=clang CXX=clang++ $(CMAKE) -S . -B build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <csignal>
 #include <iostream>
 #include <memory>
@@ -149,7 +150,18 @@ void EmulateCommand::addTo(CLI::App& app, std::function<void()>& action, const b
         ->add_option("--http", parsed->httpPort,
                      "serve the dashboard (page, JSON API, live events) on this HTTP port "
                      "(0 picks a free one)")
-        ->check(CLI::Range(0, 65535));
+        ->check(CLI::Validator(
+            [](std::string& text) -> std::string {
+                int port = -1;
+                const auto [end, ec] =
+                    std::from_chars(text.data(), text.data() + text.size(), port);
+                if (text.empty() || ec != std::errc() || end != text.data() + text.size() ||
+                    port < 0 || port > 65535) {
+                    return "\"" + text + "\" is not a TCP port (a whole number in 0...65535)";
+                }
+                return {};
+            },
+            "0...65535"));
     emulate
         ->add_option("--http-bind", emu.unit.dashboard.bind,
                      "address the dashboard listens on (anyone who reaches it can change the "
@@ -184,6 +196,11 @@ void EmulateCommand::run(Options options) {
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
     std::mutex outputMutex;
+    if (options.unit.dashboard.enabled &&
+        !DashboardAccess::isNumericAddress(options.unit.dashboard.bind)) {
+        throw CliError(CliError::BAD_INPUT, "--http-bind: \"" + options.unit.dashboard.bind +
+                                                "\" is not an IPv4 or IPv6 address");
+    }
     if (options.unit.dashboard.enabled &&
         !DashboardAccess::isLoopback(options.unit.dashboard.bind)) {
         std::cerr << "vanto emulate: warning: the dashboard listens on "

@@ -73,6 +73,13 @@ bool DashboardAccess::isLoopback(const std::string& address) {
     return inet_pton(AF_INET6, address.c_str(), &v6) == 1 && IN6_IS_ADDR_LOOPBACK(&v6);
 }
 
+bool DashboardAccess::isNumericAddress(const std::string& address) {
+    in_addr v4{};
+    in6_addr v6{};
+    return lower(address) == "localhost" || inet_pton(AF_INET, address.c_str(), &v4) == 1 ||
+           inet_pton(AF_INET6, address.c_str(), &v6) == 1;
+}
+
 bool DashboardAccess::isWildcard(const std::string& address) {
     if (address.empty()) {
         return true;

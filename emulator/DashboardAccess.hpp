@@ -25,6 +25,9 @@ class DashboardAccess {
     bool originAllowed(std::string_view origin) const;
 
     static bool isLoopback(const std::string& address);
+    // Only numeric addresses (and "localhost") are bound: a name would be looked up, and the
+    // Host check needs to know the address a browser will name.
+    static bool isNumericAddress(const std::string& address);
     static bool isWildcard(const std::string& address);
 
     // The names accepted in Host, lower case, without port.

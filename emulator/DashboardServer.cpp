@@ -82,6 +82,14 @@ std::string DashboardServer::url() const {
 }
 
 void DashboardServer::start() {
+    if (!DashboardAccess::isNumericAddress(mOptions.bind)) {
+        throw std::runtime_error("the dashboard's address \"" + mOptions.bind +
+                                 "\" is not an IPv4 or IPv6 address");
+    }
+    // The one name accepted is bound as its address, so nothing is looked up.
+    if (mOptions.bind.find_first_not_of("0123456789.:abcdefABCDEF") != std::string::npos) {
+        mOptions.bind = "127.0.0.1";
+    }
     auto& server = *mServer;
     server.new_task_queue = [] { return new httplib::ThreadPool(STREAMS + 4); };
     server.set_payload_max_length(BODY_LIMIT);
