@@ -104,13 +104,15 @@ json DashboardApi::receipt(const PrintedReceipt& r) {
     return out;
 }
 
-json DashboardApi::receipts(const EmulatedUnit& unit) {
+json DashboardApi::receipts(const EmulatedUnit& unit, int after) {
     auto records = unit.receiptRecords();
     json list = json::array();
-    for (auto it = records.rbegin(); it != records.rend(); ++it) {
+    for (auto it = records.rbegin(); it != records.rend() && it->number > after; ++it) {
         list.push_back(receipt(*it));
     }
-    return {{"printed", unit.snapshot().receipts}, {"receipts", list}};
+    return {{"printed", unit.snapshot().receipts},
+            {"oldest", records.empty() ? 0 : records.front().number},
+            {"receipts", list}};
 }
 
 std::string DashboardApi::changeFaults(EmulatedUnit& unit, const json& body) {

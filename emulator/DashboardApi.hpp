@@ -17,8 +17,10 @@ class EmulatedUnit;
 class DashboardApi {
   public:
     static nlohmann::json state(const EmulatedUnit& unit);
-    // Newest first, without pixels; the text view is included.
-    static nlohmann::json receipts(const EmulatedUnit& unit);
+    // Newest first, without pixels; the text view is included. Only receipts numbered above
+    // `after`, so a page that has some already fetches just the new ones; "oldest" says which
+    // it may drop.
+    static nlohmann::json receipts(const EmulatedUnit& unit, int after = 0);
     static nlohmann::json receipt(const PrintedReceipt& receipt);
 
     // Applies every field of `body` or, when any is wrong, none of them; returns the reason

@@ -1,6 +1,7 @@
 #include "emulator/DashboardServer.hpp"
 
 #include <httplib.h>
+#include <sys/socket.h>
 
 #include <charconv>
 #include <chrono>
@@ -93,6 +94,12 @@ void DashboardServer::start() {
     auto& server = *mServer;
     server.new_task_queue = [] { return new httplib::ThreadPool(STREAMS + 4); };
     server.set_payload_max_length(BODY_LIMIT);
+    // The library's default also sets SO_REUSEPORT, with which a second dashboard on a port
+    // already in use would share it silently instead of failing.
+    server.set_socket_options([](socket_t sock) {
+        int on = 1;
+        ::setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    });
     server.set_keep_alive_timeout(2);
     server.set_read_timeout(5);
     server.set_write_timeout(5);
@@ -126,6 +133,12 @@ void DashboardServer::start() {
     }
     mListener = mLog.addListener([feed = mFeed](const UnitEvent& event) { feed->push(event); });
     mThread = std::thread([this] { mServer->listen_after_bind(); });
+    // The library's stop() only reaches a server whose accept loop has begun; one stopped
+    // earlier would wait in accept for ever.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!mServer->is_running() && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     mLog.record("dashboard", {{"url", url()}});
 }
 
@@ -219,8 +232,17 @@ void DashboardServer::routes() {
     server.Get("/api/state", [this](const httplib::Request&, httplib::Response& res) {
         sendJson(res, DashboardApi::state(mUnit));
     });
-    server.Get("/api/receipts", [this](const httplib::Request&, httplib::Response& res) {
-        sendJson(res, DashboardApi::receipts(mUnit));
+    server.Get("/api/receipts", [this](const httplib::Request& req, httplib::Response& res) {
+        int after = 0;
+        if (req.has_param("after")) {
+            const auto text = req.get_param_value("after");
+            const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), after);
+            if (ec != std::errc() || end != text.data() + text.size() || after < 0) {
+                refuse(res, 400, "after must be a receipt number");
+                return;
+            }
+        }
+        sendJson(res, DashboardApi::receipts(mUnit, after));
     });
     server.Get(R"(/api/receipts/([0-9]{1,9})\.(png|txt))",
                [this](const httplib::Request& req, httplib::Response& res) {

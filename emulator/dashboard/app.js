@@ -164,11 +164,13 @@ function receiptCard(r) {
   return card;
 }
 
+let newestReceipt = 0;
+
 function renderReceipts(answer) {
   const gallery = byId('gallery');
-  const wanted = new Set(answer.receipts.map((r) => r.number));
+  // Receipts the unit no longer keeps in memory leave the gallery too.
   for (const [number, card] of receiptCards) {
-    if (!wanted.has(number)) {
+    if (number < answer.oldest) {
       card.remove();
       receiptCards.delete(number);
     }
@@ -180,6 +182,7 @@ function renderReceipts(answer) {
       receiptCards.set(r.number, card);
       gallery.prepend(card);
     }
+    newestReceipt = Math.max(newestReceipt, r.number);
   }
   byId('gallery-empty').hidden = receiptCards.size > 0;
   byId('receipt-count').textContent = answer.printed + ' printed';
@@ -212,7 +215,8 @@ function throttled(load, render, wait) {
 }
 
 const refreshState = throttled(() => getJson('/api/state'), renderState, 150);
-const refreshReceipts = throttled(() => getJson('/api/receipts'), renderReceipts, 150);
+const refreshReceipts = throttled(() => getJson('/api/receipts?after=' + newestReceipt),
+  renderReceipts, 150);
 
 // ---- the event tail ---------------------------------------------------------------------
 
