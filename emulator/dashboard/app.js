@@ -190,11 +190,12 @@ function renderReceipts(answer) {
 
 // ---- refreshing without flooding the unit ------------------------------------------------
 
+// At most one request of a kind in flight; calls meanwhile fold into one more, after `wait`.
 function throttled(load, render, wait) {
-  let timer = null;
+  let running = false;
   let again = false;
   const run = async () => {
-    timer = null;
+    running = true;
     try {
       render(await load());
     } catch (error) {
@@ -202,14 +203,16 @@ function throttled(load, render, wait) {
     }
     if (again) {
       again = false;
-      timer = setTimeout(run, wait);
+      setTimeout(run, wait);
+    } else {
+      running = false;
     }
   };
   return () => {
-    if (timer) {
+    if (running) {
       again = true;
     } else {
-      timer = setTimeout(run, 0);
+      run();
     }
   };
 }
