@@ -25,6 +25,9 @@ using nlohmann::json;
 constexpr std::size_t STREAM_HISTORY = 200;
 // Proxies and browsers drop streams that stay quiet too long.
 constexpr auto KEEP_ALIVE = std::chrono::seconds(15);
+// A stream writes at most this often, so a burst of frames costs one write and one wake-up,
+// not one per event; a person watching sees no delay.
+constexpr auto STREAM_BATCH = std::chrono::milliseconds(100);
 
 void sendJson(httplib::Response& res, const json& body, int status = 200) {
     res.status = status;
@@ -298,6 +301,10 @@ void DashboardServer::routes() {
                     out = "retry: 1000\n\n";
                     greeted = true;
                 } else {
+                    const auto since = std::chrono::steady_clock::now() - lastWrite;
+                    if (since < STREAM_BATCH) {
+                        std::this_thread::sleep_for(STREAM_BATCH - since);
+                    }
                     const auto entries = feed->after(cursor, std::chrono::seconds(1));
                     if (feed->closed()) {
                         sink.done();
