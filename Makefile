@@ -7,10 +7,13 @@
 #                   then the C, C# and Python bindings from a build without sanitizers
 #   make tsan       the suites under ThreadSanitizer (all but the single-threaded image
 #                   arithmetic, the README's commands and two command-line cases that draw
-#                   whole receipts in a child process, all of which run minutes there)
+#                   whole receipts in a child process, all of which run minutes there, and the
+#                   dashboard's browser suite, whose 2-second gallery check needs full speed)
 #   make soak       the long runs (1000-receipt soak, emulator memory, printer-queue bursts),
 #                   optimised build, one at a time
 #   make bench      Google Benchmark programs, optimised build
+#   make dashboard-screenshot
+#                   refreshes docs/dashboard.png, the README's picture of the dashboard
 #   make fuzz       libFuzzer targets for FUZZ_SECONDS each (clang)
 #   make coverage   line coverage of the suites with gcovr
 #   make format     clang-format every source file
@@ -25,7 +28,7 @@ LAUNCHER := $(if $(shell command -v ccache 2>/dev/null),\
 
 SOURCES = $(shell git ls-files '*.cpp' '*.hpp' '*.c' '*.h' 2>/dev/null)
 
-.PHONY: all deps demo test tsan soak bench fuzz coverage format clean
+.PHONY: all deps demo test tsan soak bench fuzz coverage format clean dashboard-screenshot
 
 all: test
 
@@ -62,7 +65,7 @@ tsan: deps
 	$(CMAKE) --build build/tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/tsan.supp \
 		ctest --test-dir build/tsan --output-on-failure -j $(JOBS) -LE soak \
-		-E '^(consumer_|Raster\.|Lanczos\.|ImageDecoding\.|Readme\.|$(TSAN_SLOW_CLI))'
+		-E '^(consumer_|Raster\.|Lanczos\.|ImageDecoding\.|Readme\.|Dashboard\.Browser|$(TSAN_SLOW_CLI))'
 
 # Optimised and without sanitizers, so the long runs measure the product itself.
 soak: deps
@@ -76,6 +79,12 @@ bench: deps build/release/CMakeCache.txt
 	@for b in build/release/bench/bench_*; do \
 		echo "== $$b"; $$b --benchmark_counters_tabular=true $(BENCH_ARGS) || exit 1; \
 	done
+
+# The browser suite, run on the optimised build, keeps its screenshot where the README shows it.
+dashboard-screenshot: deps build/release/CMakeCache.txt
+	$(CMAKE) --build build/release -j $(JOBS) --target vanto
+	VANTO_CLI=$(CURDIR)/build/release/cli/vanto VANTO_SOURCE_DIR=$(CURDIR) \
+		VANTO_SCREENSHOT=$(CURDIR)/docs/dashboard.png /usr/bin/python3 tests/dashboard/browser_test.py
 
 fuzz: deps
 	CC=clang CXX=clang++ $(CMAKE) -S . -B build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <csignal>
 #include <iostream>
 #include <memory>
@@ -10,6 +11,7 @@
 #include <set>
 
 #include "cli/CliError.hpp"
+#include "emulator/DashboardAccess.hpp"
 
 namespace vantocli {
 
@@ -80,6 +82,7 @@ void EmulateCommand::addTo(CLI::App& app, std::function<void()>& action, const b
         double jobGap = 210;
         double logLimitMb = 64;
         int delayMs = 0;
+        int httpPort = -1;
     };
     auto parsed = std::make_shared<Parsed>();
     Options& emu = parsed->emu;
@@ -143,6 +146,27 @@ void EmulateCommand::addTo(CLI::App& app, std::function<void()>& action, const b
                      "MB at which events.jsonl is renamed events.1.jsonl and started afresh")
         ->capture_default_str()
         ->check(CLI::PositiveNumber);
+    emulate
+        ->add_option("--http", parsed->httpPort,
+                     "serve the dashboard (page, JSON API, live events) on this HTTP port "
+                     "(0 picks a free one)")
+        ->check(CLI::Validator(
+            [](std::string& text) -> std::string {
+                int port = -1;
+                const auto [end, ec] =
+                    std::from_chars(text.data(), text.data() + text.size(), port);
+                if (text.empty() || ec != std::errc() || end != text.data() + text.size() ||
+                    port < 0 || port > 65535) {
+                    return "\"" + text + "\" is not a TCP port (a whole number in 0...65535)";
+                }
+                return {};
+            },
+            "0...65535"));
+    emulate
+        ->add_option("--http-bind", emu.unit.dashboard.bind,
+                     "address the dashboard listens on (anyone who reaches it can change the "
+                     "unit's faults)")
+        ->capture_default_str();
     emulate->callback([&action, &verbose, parsed] {
         Options& emu = parsed->emu;
         emu.unit.drawerCloseAfter = seconds(parsed->drawerCloseAfter);
@@ -151,6 +175,10 @@ void EmulateCommand::addTo(CLI::App& app, std::function<void()>& action, const b
         emu.unit.jobIdleGap = seconds(parsed->jobGap);
         emu.unit.eventLogLimit = static_cast<std::size_t>(parsed->logLimitMb * (1u << 20));
         emu.verbose = verbose;
+        if (parsed->httpPort >= 0) {
+            emu.unit.dashboard.enabled = true;
+            emu.unit.dashboard.port = static_cast<std::uint16_t>(parsed->httpPort);
+        }
         action = [parsed] { EmulateCommand::run(parsed->emu); };
     });
 }
@@ -168,6 +196,18 @@ void EmulateCommand::run(Options options) {
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
     std::mutex outputMutex;
+    if (options.unit.dashboard.enabled &&
+        !DashboardAccess::isNumericAddress(options.unit.dashboard.bind)) {
+        throw CliError(CliError::BAD_INPUT, "--http-bind: \"" + options.unit.dashboard.bind +
+                                                "\" is not an IPv4 or IPv6 address");
+    }
+    if (options.unit.dashboard.enabled &&
+        !DashboardAccess::isLoopback(options.unit.dashboard.bind)) {
+        std::cerr << "vanto emulate: warning: the dashboard listens on "
+                  << options.unit.dashboard.bind
+                  << ", beyond this machine; anyone who reaches it can change the unit's faults"
+                  << std::endl;
+    }
     std::unique_ptr<EmulatedUnit> unit;
     try {
         unit = std::make_unique<EmulatedUnit>(options.unit);
@@ -187,6 +227,9 @@ void EmulateCommand::run(Options options) {
               << (options.unit.outDir.empty() ? std::string()
                                               : ", receipts in " + options.unit.outDir)
               << "; Ctrl-C stops" << std::endl;
+    if (unit->dashboardPort() != 0) {
+        std::cerr << "vanto emulate: dashboard on " << unit->dashboardUrl() << std::endl;
+    }
 
     int received = 0;
     sigwait(&stopSignals, &received);

@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "emulator/DashboardServer.hpp"
 #include "emulator/UnitServer.hpp"
 
 namespace vantoemu {
@@ -64,6 +65,11 @@ struct EmulatedUnit::Parts {
         if (ioThread.get_id() == std::this_thread::get_id()) {
             return;
         }
+        // The dashboard goes first, so no browser changes a fault of a unit that has stopped.
+        if (dashboard) {
+            dashboard->stop();
+            dashboard.reset();
+        }
         server.stop();
         // Let rendering already queued finish, so every received job has its files.
         pipeline.drain();
@@ -88,6 +94,7 @@ struct EmulatedUnit::Parts {
     ReceiptPipeline pipeline;
     UnitServer server;
     std::thread ioThread;
+    std::unique_ptr<DashboardServer> dashboard;
 };
 
 EmulatedUnit::EmulatedUnit(UnitOptions options)
@@ -97,6 +104,25 @@ EmulatedUnit::~EmulatedUnit() = default;
 
 void EmulatedUnit::start() {
     mParts->server.start();
+    if (mParts->options.dashboard.enabled && !mParts->dashboard) {
+        try {
+            mParts->dashboard =
+                std::make_unique<DashboardServer>(*this, mParts->log, mParts->options.dashboard);
+            mParts->dashboard->start();
+        } catch (...) {
+            mParts->dashboard.reset();
+            mParts->server.stop();
+            throw;
+        }
+    }
+}
+
+std::uint16_t EmulatedUnit::dashboardPort() const {
+    return mParts->dashboard ? mParts->dashboard->port() : 0;
+}
+
+std::string EmulatedUnit::dashboardUrl() const {
+    return mParts->dashboard ? mParts->dashboard->url() : std::string();
 }
 
 void EmulatedUnit::stop() {
@@ -187,6 +213,14 @@ bool EmulatedUnit::waitForReceipts(std::size_t count, std::chrono::milliseconds 
     return mParts->pipeline.waitForReceipts(count, timeout);
 }
 
+std::vector<PrintedReceipt> EmulatedUnit::receiptRecords() const {
+    return mParts->pipeline.records();
+}
+
+std::optional<PrintedReceipt> EmulatedUnit::receipt(int number) const {
+    return mParts->pipeline.receipt(number);
+}
+
 std::vector<UnitEvent> EmulatedUnit::events() const {
     return mParts->log.events();
 }
@@ -202,6 +236,14 @@ bool EmulatedUnit::waitForEvents(const std::string& kind, std::size_t count,
 
 void EmulatedUnit::setEventListener(std::function<void(const UnitEvent&)> listener) {
     mParts->log.setListener(std::move(listener));
+}
+
+std::uint64_t EmulatedUnit::addEventListener(std::function<void(const UnitEvent&)> listener) {
+    return mParts->log.addListener(std::move(listener));
+}
+
+void EmulatedUnit::removeEventListener(std::uint64_t id) {
+    mParts->log.removeListener(id);
 }
 
 }  // namespace vantoemu

@@ -7,7 +7,9 @@
 //
 // It is assembled from three rooms: the server (UnitServer, UnitConnection) on the wire, the
 // unit (UnitState, PrintJobCollector) with its state and faults, and the printer's pipeline
-// (ReceiptPipeline) that puts finished jobs on paper.
+// (ReceiptPipeline) that puts finished jobs on paper, and, when asked for, the dashboard
+// (DashboardServer) that shows all of it in a browser and changes faults through the calls
+// below.
 //
 // Everything here is thread-safe: the server runs on its own thread, rendering on another.
 
@@ -15,6 +17,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -53,13 +56,17 @@ class EmulatedUnit {
     EmulatedUnit(const EmulatedUnit&) = delete;
     EmulatedUnit& operator=(const EmulatedUnit&) = delete;
 
-    // Starts listening; throws std::runtime_error when the address cannot be bound.
+    // Starts listening, and serving the dashboard when the options ask for it; throws
+    // std::runtime_error when either address cannot be bound.
     void start();
     // Closes the listener and every connection; waits for rendering in progress.
     void stop();
     bool running() const;
     std::uint16_t port() const;
     std::string address() const;
+    // The dashboard's port while it serves, else 0; and the address a browser should open.
+    std::uint16_t dashboardPort() const;
+    std::string dashboardUrl() const;
 
     UnitSnapshot snapshot() const;
 
@@ -85,6 +92,10 @@ class EmulatedUnit {
     // The newest receipts (at most ReceiptPipeline::RECEIPTS_IN_MEMORY, or the keep limit),
     // oldest first; older ones are on disk only.
     std::vector<PrintedReceipt> receipts() const;
+    // The same without bytes, documents, pixels or PNGs.
+    std::vector<PrintedReceipt> receiptRecords() const;
+    // A receipt still in memory by number, with its PNG while it has one, without pixels.
+    std::optional<PrintedReceipt> receipt(int number) const;
     // Waits until `count` receipts have been printed since the unit was made.
     bool waitForReceipts(std::size_t count, std::chrono::milliseconds timeout) const;
 
@@ -92,7 +103,11 @@ class EmulatedUnit {
     std::size_t eventCount(const std::string& kind) const;
     bool waitForEvents(const std::string& kind, std::size_t count,
                        std::chrono::milliseconds timeout) const;
+    // The owner's listener (one; an empty function removes it).
     void setEventListener(std::function<void(const UnitEvent&)> listener);
+    // Listeners beside it; they run on the unit's threads and must not block.
+    std::uint64_t addEventListener(std::function<void(const UnitEvent&)> listener);
+    void removeEventListener(std::uint64_t id);
 
   private:
     struct Parts;

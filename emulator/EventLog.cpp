@@ -16,7 +16,7 @@ EventLog::EventLog(const std::string& path, std::size_t fileLimit)
 }
 
 void EventLog::record(const std::string& kind, nlohmann::json fields) {
-    std::function<void(const UnitEvent&)> listener;
+    std::shared_ptr<const std::vector<std::pair<std::uint64_t, Listener>>> listeners;
     UnitEvent event;
     {
         std::lock_guard lock(mMutex);
@@ -49,11 +49,13 @@ void EventLog::record(const std::string& kind, nlohmann::json fields) {
             mEvents.pop_front();
         }
         ++mCounts[kind];
-        listener = mListener;
+        listeners = mListeners;
     }
     mChanged.notify_all();
-    if (listener) {
-        listener(event);
+    if (listeners) {
+        for (const auto& [id, listener] : *listeners) {
+            listener(event);
+        }
     }
 }
 
@@ -90,9 +92,49 @@ bool EventLog::waitFor(const std::string& kind, std::size_t count,
     });
 }
 
-void EventLog::setListener(std::function<void(const UnitEvent&)> listener) {
+namespace {
+// The owner's listener has number 0 and comes first, so the terminal sees an event before
+// anyone else reacts to it.
+constexpr std::uint64_t OWNER_LISTENER = 0;
+}  // namespace
+
+void EventLog::setListener(Listener listener) {
+    removeListener(OWNER_LISTENER);
+    if (!listener) {
+        return;
+    }
     std::lock_guard lock(mMutex);
-    mListener = std::move(listener);
+    auto next = std::make_shared<std::vector<std::pair<std::uint64_t, Listener>>>();
+    next->emplace_back(OWNER_LISTENER, std::move(listener));
+    if (mListeners) {
+        next->insert(next->end(), mListeners->begin(), mListeners->end());
+    }
+    mListeners = std::move(next);
+}
+
+std::uint64_t EventLog::addListener(Listener listener) {
+    std::lock_guard lock(mMutex);
+    auto next = mListeners
+                    ? std::make_shared<std::vector<std::pair<std::uint64_t, Listener>>>(*mListeners)
+                    : std::make_shared<std::vector<std::pair<std::uint64_t, Listener>>>();
+    const std::uint64_t id = mNextListener++;
+    next->emplace_back(id, std::move(listener));
+    mListeners = std::move(next);
+    return id;
+}
+
+void EventLog::removeListener(std::uint64_t id) {
+    std::lock_guard lock(mMutex);
+    if (!mListeners) {
+        return;
+    }
+    auto next = std::make_shared<std::vector<std::pair<std::uint64_t, Listener>>>();
+    for (const auto& entry : *mListeners) {
+        if (entry.first != id) {
+            next->push_back(entry);
+        }
+    }
+    mListeners = std::move(next);
 }
 
 }  // namespace vantoemu

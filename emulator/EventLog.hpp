@@ -1,7 +1,8 @@
 #pragma once
 
 // Everything the unit receives and does, as JSON lines: appended to a file when one is given,
-// kept in memory for whoever drives the unit, and handed to an optional listener. The file is
+// kept in memory for whoever drives the unit, and handed to the listeners (a terminal, a
+// dashboard) as it happens. The file is
 // rotated at a size limit (the previous one kept beside it with ".1" before the extension), so
 // that a unit left running for days neither fills the disk nor loses the latest events.
 
@@ -12,6 +13,7 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -45,7 +47,13 @@ class EventLog {
     std::size_t count(const std::string& kind) const;
     bool waitFor(const std::string& kind, std::size_t count,
                  std::chrono::milliseconds timeout) const;
-    void setListener(std::function<void(const UnitEvent&)> listener);
+    using Listener = std::function<void(const UnitEvent&)>;
+    // The one listener of whoever owns the unit (the command line); an empty one removes it.
+    void setListener(Listener listener);
+    // Further listeners, each removed by the number it was given. Listeners run on the thread
+    // that recorded the event, outside the log's lock, and must not block.
+    std::uint64_t addListener(Listener listener);
+    void removeListener(std::uint64_t id);
 
   private:
     mutable std::mutex mMutex;
@@ -60,7 +68,9 @@ class EventLog {
     std::map<std::string, std::size_t> mCounts;
     std::uint64_t mSequence = 0;
     std::chrono::steady_clock::time_point mStart = std::chrono::steady_clock::now();
-    std::function<void(const UnitEvent&)> mListener;
+    // Copied on change, so recording hands the current set on without holding the lock.
+    std::shared_ptr<const std::vector<std::pair<std::uint64_t, Listener>>> mListeners;
+    std::uint64_t mNextListener = 1;
 };
 
 }  // namespace vantoemu

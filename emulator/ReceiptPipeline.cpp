@@ -52,6 +52,7 @@ void ReceiptPipeline::drain() {
 void ReceiptPipeline::finish(PrintJob job, int number) {
     PrintedReceipt receipt;
     receipt.number = number;
+    receipt.printedAt = std::chrono::system_clock::now();
     receipt.packets = job.packets;
     receipt.incomplete = job.incomplete;
     receipt.interleaved = job.interleaved;
@@ -143,6 +144,48 @@ void ReceiptPipeline::forget(int number) {
 std::vector<PrintedReceipt> ReceiptPipeline::receipts() const {
     std::lock_guard lock(mMutex);
     return {mReceipts.begin(), mReceipts.end()};
+}
+
+namespace {
+PrintedReceipt lightCopy(const PrintedReceipt& full, bool withPng) {
+    PrintedReceipt copy;
+    copy.number = full.number;
+    copy.packets = full.packets;
+    copy.incomplete = full.incomplete;
+    copy.interleaved = full.interleaved;
+    copy.notes = full.notes;
+    copy.rendered.width = full.rendered.width;
+    copy.rendered.height = full.rendered.height;
+    copy.rendered.text = full.rendered.text;
+    copy.rendered.problems = full.rendered.problems;
+    if (withPng) {
+        copy.rendered.png = full.rendered.png;
+    }
+    copy.pngPath = full.pngPath;
+    copy.textPath = full.textPath;
+    copy.printedAt = full.printedAt;
+    return copy;
+}
+}  // namespace
+
+std::vector<PrintedReceipt> ReceiptPipeline::records() const {
+    std::lock_guard lock(mMutex);
+    std::vector<PrintedReceipt> out;
+    out.reserve(mReceipts.size());
+    for (const auto& receipt : mReceipts) {
+        out.push_back(lightCopy(receipt, false));
+    }
+    return out;
+}
+
+std::optional<PrintedReceipt> ReceiptPipeline::receipt(int number) const {
+    std::lock_guard lock(mMutex);
+    for (const auto& receipt : mReceipts) {
+        if (receipt.number == number) {
+            return lightCopy(receipt, true);
+        }
+    }
+    return std::nullopt;
 }
 
 std::uint64_t ReceiptPipeline::printed() const {

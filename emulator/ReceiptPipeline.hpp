@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <deque>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -36,6 +37,7 @@ struct PrintedReceipt {
     RenderedReceipt rendered;  // pixels and PNG are dropped for all but the latest receipts
     std::string pngPath;
     std::string textPath;
+    std::chrono::system_clock::time_point printedAt;  // when it came off the paper
 
     bool complete() const { return !incomplete && !interleaved; }
     std::string marks() const { return jobMarks(incomplete, interleaved); }
@@ -65,6 +67,11 @@ class ReceiptPipeline {
     void drain();
 
     std::vector<PrintedReceipt> receipts() const;
+    // The same records without the job's bytes, the document, pixels or PNG: cheap enough to
+    // list on every look.
+    std::vector<PrintedReceipt> records() const;
+    // One receipt still in memory, with its PNG if it still has one but without pixels.
+    std::optional<PrintedReceipt> receipt(int number) const;
     std::uint64_t printed() const;
     bool waitForReceipts(std::size_t count, std::chrono::milliseconds timeout) const;
 

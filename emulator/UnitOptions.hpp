@@ -9,6 +9,15 @@
 
 namespace vantoemu {
 
+// The browser dashboard (page, JSON API, live events) of the unit; off unless asked for.
+struct DashboardOptions {
+    bool enabled = false;
+    // Loopback unless asked otherwise: the page can change the unit's faults, so anyone who
+    // can reach it can make the printer fail.
+    std::string bind = "127.0.0.1";
+    std::uint16_t port = 0;  // 0 picks a free port; read it back with dashboardPort()
+};
+
 struct UnitOptions {
     std::string bind = "127.0.0.1";
     std::uint16_t port = 8080;   // 0 picks a free port; read it back with port()
@@ -30,6 +39,7 @@ struct UnitOptions {
     std::chrono::milliseconds jobIdleGap{210000};
     // The event log file is renamed to events.1.jsonl and started afresh at this size.
     std::size_t eventLogLimit = 64u << 20;
+    DashboardOptions dashboard{};
     // Last, so that designated initialisers that end with it name every field.
     Faults faults;
 };

@@ -1,0 +1,177 @@
+// The dashboard's parts that HTTP does not reach from outside: who is let in (IPv6 forms, other
+// ports, non-loopback binds), the event feed a slow stream reads, the listeners beside the
+// owner's, fault changes that are all or nothing, and the server's life with the unit's.
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "emulator/DashboardAccess.hpp"
+#include "emulator/DashboardApi.hpp"
+#include "emulator/DashboardFeed.hpp"
+#include "emulator/EmulatedUnit.hpp"
+#include "emulator/EventLog.hpp"
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace vantoemu;
+
+TEST(DashboardAccess, NamesTheBoundAddressWithItsPortAndLocalhostOnlyOnLoopback) {
+    const DashboardAccess v6("::1", 8081);
+    EXPECT_TRUE(v6.hostAllowed("[::1]:8081"));
+    EXPECT_TRUE(v6.hostAllowed("[0:0:0:0:0:0:0:1]:8081"));  // the same address written out
+    EXPECT_TRUE(v6.hostAllowed("localhost:8081"));
+    EXPECT_FALSE(v6.hostAllowed("::1:8081"));  // unbracketed: not a valid Host
+    EXPECT_FALSE(v6.hostAllowed("[::1]"));
+    EXPECT_FALSE(v6.hostAllowed("[::1]8081"));
+    EXPECT_FALSE(v6.hostAllowed("[::1:8081"));
+    EXPECT_FALSE(v6.hostAllowed("127.0.0.1:8081"));  // not the address bound
+
+    // An address on the network is named as itself only: a page reached as localhost on
+    // some other machine must not pass.
+    const DashboardAccess lan("192.0.2.10", 8081);
+    EXPECT_TRUE(lan.hostAllowed("192.0.2.10:8081"));
+    EXPECT_FALSE(lan.hostAllowed("localhost:8081"));
+    EXPECT_FALSE(lan.hostAllowed("192.0.2.10:08081x"));
+    EXPECT_FALSE(lan.hostAllowed("192.0.2.10:+8081"));
+
+    // The scheme's default port is the only one a browser leaves out.
+    const DashboardAccess http("127.0.0.1", 80);
+    EXPECT_TRUE(http.hostAllowed("127.0.0.1"));
+    EXPECT_TRUE(http.hostAllowed("localhost:80"));
+    EXPECT_TRUE(http.originAllowed("http://localhost"));
+    EXPECT_FALSE(http.originAllowed("http://localhost/"));
+    EXPECT_FALSE(http.originAllowed("http://evil@localhost"));
+    EXPECT_FALSE(http.originAllowed("localhost"));
+
+    EXPECT_TRUE(DashboardAccess::isLoopback("127.8.9.1"));
+    EXPECT_FALSE(DashboardAccess::isLoopback("128.0.0.1"));
+    EXPECT_TRUE(DashboardAccess::isWildcard("::"));
+    EXPECT_FALSE(DashboardAccess::isNumericAddress("pos.example"));
+}
+
+TEST(DashboardFeed, AStreamThatFallsBehindSkipsToTheOldestKeptAndCloseWakesIt) {
+    DashboardFeed feed;
+    for (std::size_t i = 0; i < DashboardFeed::KEPT + 50; ++i) {
+        feed.push({i + 1, "frame", "{}"});
+    }
+    const auto entries = feed.after(3, 0ms);
+    ASSERT_EQ(entries.size(), DashboardFeed::KEPT);
+    EXPECT_EQ(entries.front().id, 51u);
+    EXPECT_EQ(entries.back().id, DashboardFeed::KEPT + 50);
+    EXPECT_TRUE(feed.after(DashboardFeed::KEPT + 50, 0ms).empty());
+    EXPECT_EQ(feed.recentStart(10), DashboardFeed::KEPT + 40);
+
+    std::atomic<bool> woke{false};
+    std::thread reader([&] {
+        feed.after(DashboardFeed::KEPT + 50, 30s);
+        woke = true;
+    });
+    std::this_thread::sleep_for(50ms);
+    feed.close();
+    reader.join();
+    EXPECT_TRUE(woke);
+    EXPECT_TRUE(feed.after(0, 0ms).empty());
+}
+
+TEST(EventLogListeners, TheOwnersListenerIsReplacedWhileOthersKeepTheirs) {
+    EventLog log("");
+    int owner1 = 0, owner2 = 0, other = 0;
+    log.setListener([&](const UnitEvent&) { ++owner1; });
+    const auto id = log.addListener([&](const UnitEvent&) { ++other; });
+    log.record("a");
+    log.setListener([&](const UnitEvent&) { ++owner2; });
+    log.record("b");
+    log.removeListener(id);
+    log.record("c");
+    log.setListener({});
+    log.record("d");
+    EXPECT_EQ(owner1, 1);
+    EXPECT_EQ(owner2, 2);
+    EXPECT_EQ(other, 2);
+}
+
+class DashboardUnit : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        UnitOptions options{.port = 0, .outDir = "", .renderReceipts = false, .faults = {}};
+        options.dashboard.enabled = true;
+        unit = std::make_unique<EmulatedUnit>(options);
+        unit->start();
+    }
+    std::unique_ptr<EmulatedUnit> unit;
+};
+
+TEST_F(DashboardUnit, AFaultChangeWithOneBadFieldChangesNothing) {
+    const auto before = unit->snapshot().faults;
+    EXPECT_NE(DashboardApi::changeFaults(
+                  *unit, {{"printer", "error"}, {"reply", "silent"}, {"delayMs", 600001}}),
+              "");
+    EXPECT_NE(DashboardApi::changeFaults(*unit, {{"printer", "error"}, {"refuse", "yes"}}), "");
+    EXPECT_NE(DashboardApi::changeFaults(*unit, {{"printerError", 1.5}}), "");
+    EXPECT_NE(DashboardApi::changeFaults(*unit, nlohmann::json::array()), "");
+    const auto after = unit->snapshot().faults;
+    EXPECT_EQ(after.printer, before.printer);
+    EXPECT_EQ(after.replyMode, before.replyMode);
+    EXPECT_EQ(after.replyDelay, before.replyDelay);
+
+    EXPECT_EQ(DashboardApi::changeFaults(*unit, {{"printer", "not-ready"},
+                                                 {"corruptCrc", 3},
+                                                 {"refuse", true},
+                                                 {"drawerCloseAfterMs", 0}}),
+              "");
+    const auto s = unit->snapshot();
+    EXPECT_EQ(s.faults.printer, PrinterCondition::NotReady);
+    EXPECT_EQ(s.faults.corruptCrcReplies, 3);
+    EXPECT_TRUE(s.faults.refuseConnections);
+    EXPECT_EQ(s.drawerCloseAfter, 0ms);
+    EXPECT_EQ(DashboardApi::state(*unit)["faults"]["printer"], "not-ready");
+}
+
+TEST_F(DashboardUnit, ReceiptsListNewestFirstAndOnlyThoseAfterTheOnesShown) {
+    for (int n = 0; n < 3; ++n) {
+        // Printer channel, switch data with tag 1, then the end of the job.
+        const std::vector<std::uint8_t> data{0x12, 0x02, 0x4E, 0x01, 'h', 'i', '\n'};
+        unit->handleMessage(data);
+        unit->handleMessage(std::vector<std::uint8_t>{0x12, 0x02, 0x4E, 0x00, 0x00});
+    }
+    ASSERT_TRUE(unit->waitForReceipts(3, 10s));
+    const auto all = DashboardApi::receipts(*unit);
+    ASSERT_EQ(all["receipts"].size(), 3u);
+    EXPECT_EQ(all["receipts"][0]["number"], 3);
+    EXPECT_EQ(all["receipts"][2]["number"], 1);
+    EXPECT_EQ(all["oldest"], 1);
+    // Without pixels there is no picture to link, only the text.
+    EXPECT_TRUE(all["receipts"][0]["png"].is_null());
+    EXPECT_EQ(all["receipts"][0]["txt"], "/api/receipts/3.txt");
+    const auto newer = DashboardApi::receipts(*unit, 2);
+    ASSERT_EQ(newer["receipts"].size(), 1u);
+    EXPECT_EQ(newer["receipts"][0]["number"], 3);
+}
+
+TEST_F(DashboardUnit, TheDashboardStopsAndStartsWithTheUnit) {
+    const auto port = unit->dashboardPort();
+    ASSERT_NE(port, 0);
+    EXPECT_EQ(unit->dashboardUrl(), "http://127.0.0.1:" + std::to_string(port) + "/");
+    unit->stop();
+    EXPECT_EQ(unit->dashboardPort(), 0);
+    unit->start();
+    EXPECT_NE(unit->dashboardPort(), 0);
+
+    // A dashboard port already taken fails the start and leaves the unit not listening.
+    UnitOptions clash{.port = 0, .outDir = "", .renderReceipts = false, .faults = {}};
+    clash.dashboard = {.enabled = true, .bind = "127.0.0.1", .port = unit->dashboardPort()};
+    EmulatedUnit second(clash);
+    EXPECT_THROW(second.start(), std::runtime_error);
+    EXPECT_FALSE(second.running());
+}
+
+}  // namespace
