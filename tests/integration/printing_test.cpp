@@ -69,9 +69,10 @@ std::shared_ptr<VantoReceipt> everyLineKind() {
 const std::string TEXT_VIEW =
     "\n" + std::string(15, ' ') + "RECEIPT\n" + std::string(39, ' ') + "CafÃ©\nCoffee" +
     std::string(34, ' ') + "2.50\n" + std::string(44, '=') + "\n\n\n\n" + std::string(12, ' ') +
-    "[UPC-A 12345678901]\n" + std::string(13, ' ') + "[Code 39 VANTO-39]\n" + std::string(11, ' ') +
-    "[PDF417 vantoconnect]\n[image 288x96]\nTotal" + std::string(35, ' ') + "2.50" +
-    std::string(13, '\n') + std::string(15, '-') + " partial cut " + std::string(16, '-') + "\n";
+    "[UPC-A 123456789012]\n" + std::string(13, ' ') + "[Code 39 VANTO-39]\n" +
+    std::string(11, ' ') + "[PDF417 vantoconnect]\n[image 288x96]\nTotal" + std::string(35, ' ') +
+    "2.50" + std::string(13, '\n') + std::string(15, '-') + " partial cut " + std::string(16, '-') +
+    "\n";
 
 class Printing : public UnitTest {
   protected:
