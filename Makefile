@@ -6,8 +6,9 @@
 #   make test       warnings as errors, AddressSanitizer + UndefinedBehaviorSanitizer, ctest;
 #                   then the C, C# and Python bindings from a build without sanitizers
 #   make tsan       the suites under ThreadSanitizer (all but the single-threaded image
-#                   arithmetic, the README's commands and two command-line cases that draw
-#                   whole receipts in a child process, all of which run minutes there, and the
+#                   arithmetic and barcode read-back, the README's commands and two
+#                   command-line cases that draw whole receipts in a child process, all of
+#                   which run minutes there, and the
 #                   dashboard's browser suite, whose 2-second gallery check needs full speed)
 #   make soak       the long runs (1000-receipt soak, emulator memory, printer-queue bursts),
 #                   optimised build, one at a time
@@ -65,7 +66,7 @@ tsan: deps
 	$(CMAKE) --build build/tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/tsan.supp \
 		ctest --test-dir build/tsan --output-on-failure -j $(JOBS) -LE soak \
-		-E '^(consumer_|Raster\.|Lanczos\.|ImageDecoding\.|Readme\.|Dashboard\.Browser|$(TSAN_SLOW_CLI))'
+		-E '^(consumer_|Raster\.|Lanczos\.|ImageDecoding\.|Readme\.|BarcodeReadBack\.|Dashboard\.Browser|$(TSAN_SLOW_CLI))'
 
 # Optimised and without sanitizers, so the long runs measure the product itself.
 soak: deps

@@ -446,7 +446,10 @@ class Painter {
         const bool split = modules.size() == UPC_MODULES && symbol.text.size() == 12;
         const bool above = code.hri == 1 || code.hri == 3;
         const bool below = code.hri == 2 || code.hri == 3;
-        const int digit = textMask("0", false, false, SMALL_FONT_PX, mProblems).width;
+        static const int digit = [] {
+            std::vector<std::string> ignored;
+            return textMask("0", false, false, SMALL_FONT_PX, ignored).width;
+        }();
         const int side = split && (above || below) ? digit + 8 : 0;
         const int barsWidth = static_cast<int>(modules.size()) * MODULE;
         const int left = startX(code.justification, barsWidth + 2 * side);
@@ -547,11 +550,15 @@ class Painter {
 
     // Rows of whole characters that each fit the paper's width in the small font.
     std::vector<std::string> wrapToPaper(const std::string& text) {
-        // The advance of one character, without the ink that overhangs the last one.
-        const int ten = textMask("0000000000", false, false, SMALL_FONT_PX, mProblems).width;
-        const int twenty =
-            textMask("00000000000000000000", false, false, SMALL_FONT_PX, mProblems).width;
-        const int perChar = std::max(1, (twenty - ten + 9) / 10);
+        // The advance of one character, without the ink that overhangs the last one; the font
+        // never changes, so it is measured once.
+        static const int perChar = [] {
+            std::vector<std::string> ignored;
+            const int ten = textMask("0000000000", false, false, SMALL_FONT_PX, ignored).width;
+            const int twenty =
+                textMask("00000000000000000000", false, false, SMALL_FONT_PX, ignored).width;
+            return std::max(1, (twenty - ten + 9) / 10);
+        }();
         const std::size_t perRow =
             static_cast<std::size_t>(std::max(1, (ReceiptRenderer::PAPER_DOTS - 8) / perChar));
         std::vector<std::string> rows(1);
