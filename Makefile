@@ -3,8 +3,7 @@
 #
 #   make demo       build the vanto command and the examples, run the emulated-unit demo,
 #                   writes out/receipt.png
-#   make test       warnings as errors, AddressSanitizer + UndefinedBehaviorSanitizer, ctest;
-#                   then the C, C# and Python bindings from a build without sanitizers
+#   make test       warnings as errors, AddressSanitizer + UndefinedBehaviorSanitizer, ctest
 #   make tsan       the suites under ThreadSanitizer (all but the single-threaded image
 #                   arithmetic and barcode read-back, the README's commands and two
 #                   command-line cases that draw whole receipts in a child process, all of
@@ -51,10 +50,6 @@ test: deps
 	$(CMAKE) --build build/test -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
 		ctest --test-dir build/test --output-on-failure -j $(JOBS) -LE soak
-	$(CMAKE) -S . -B build/bindings $(LAUNCHER) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-		-DVANTO_WARNINGS_AS_ERRORS=ON -DVANTO_BUILD_TESTS=OFF -DVANTO_BUILD_BINDING_TESTS=ON
-	$(CMAKE) --build build/bindings -j $(JOBS)
-	ctest --test-dir build/bindings --output-on-failure -j $(JOBS) -L bindings
 
 # Command-line cases that draw whole receipts or images in a child process: under the race
 # checker each takes minutes, and the threads they exercise are covered by the suites that stay.

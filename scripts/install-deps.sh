@@ -17,9 +17,6 @@ packages=(
     libclang-rt-14-dev
     gcovr
     clang-format
-    pybind11-dev python3-dev python3-pytest python3-mypy
-    abigail-tools
-    mono-devel
     libcpp-httplib-dev
     chromium chromium-driver python3-selenium
     zxing-cpp-tools
