@@ -13,7 +13,6 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -31,6 +30,7 @@
 #include <vector>
 
 #include "emulator/EmulatedUnit.hpp"
+#include "tests/support/ChildRun.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/VantoDeliveryListener.hpp"
@@ -233,29 +233,12 @@ Round runRound(bool dashboard, const std::filesystem::path& dir) {
 // poll open and here both ends of each stay in one process, so a few rounds in one process
 // would pass the descriptor numbers the library's select() can watch.
 Round runRoundInChild(bool dashboard, const std::filesystem::path& dir) {
-    int fds[2];
-    if (::pipe(fds) != 0) {
-        return {};
-    }
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::close(fds[0]);
-        vantoconnect::setConsoleSink([](std::string_view) {});
-        vantoconnect::PrinterQueue::setTimerIntervalScale(0.01);
-        const Round round = runRound(dashboard, dir);
-        (void)!::write(fds[1], &round, sizeof round);
-        ::close(fds[1]);
-        std::_Exit(0);
-    }
-    ::close(fds[1]);
-    Round round;
-    if (::read(fds[0], &round, sizeof round) != sizeof round) {
-        round = {};
-    }
-    ::close(fds[0]);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    return round;
+    return vantoconnect::testing::runInChild<Round>([&] {
+               vantoconnect::setConsoleSink([](std::string_view) {});
+               vantoconnect::PrinterQueue::setTimerIntervalScale(0.01);
+               return runRound(dashboard, dir);
+           })
+        .value;
 }
 
 double median(std::vector<double> values) {

@@ -1,7 +1,6 @@
 #include "cli/Cli.hpp"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <exception>
@@ -14,6 +13,7 @@
 #include "cli/DeviceCommands.hpp"
 #include "cli/EmulateCommand.hpp"
 #include "cli/LibraryConsole.hpp"
+#include "cli/PortOption.hpp"
 #include "cli/PrintCommands.hpp"
 #include "cli/UnitSession.hpp"
 #include "receipts/ReceiptInputError.hpp"
@@ -51,19 +51,6 @@ constexpr double MAX_TIMEOUT = 86400;
     std::_Exit(CliError::INTERNAL);
 }
 
-// Validators that name the option and the value in words a cashier's technician can act on.
-const CLI::Validator PORT_NUMBER(
-    [](std::string& text) -> std::string {
-        int port = 0;
-        const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), port);
-        if (text.empty() || ec != std::errc() || end != text.data() + text.size() || port < 1 ||
-            port > 65535) {
-            return "\"" + text + "\" is not a TCP port (a whole number in 1...65535)";
-        }
-        return {};
-    },
-    "1...65535");
-
 const CLI::Validator SECONDS(
     [](std::string& text) -> std::string {
         char* end = nullptr;
@@ -81,7 +68,7 @@ void addUnitOptions(CLI::App& command, UnitAddress& unit) {
     command.add_option("--ip", unit.ip, "the unit's IPv4 address")->capture_default_str();
     command.add_option("--port", unit.port, "the unit's TCP port")
         ->capture_default_str()
-        ->check(PORT_NUMBER);
+        ->check(PortOption::validator(1));
     command
         .add_option("--timeout", unit.timeoutSeconds,
                     "seconds the command may wait on the unit before it gives up (exit 3)")

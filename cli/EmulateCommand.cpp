@@ -3,7 +3,6 @@
 #include <sys/resource.h>
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <csignal>
 #include <iostream>
 #include <memory>
@@ -11,6 +10,7 @@
 #include <set>
 
 #include "cli/CliError.hpp"
+#include "cli/PortOption.hpp"
 #include "emulator/DashboardAccess.hpp"
 
 namespace vantocli {
@@ -19,32 +19,21 @@ using namespace vantoemu;
 
 namespace {
 PrinterCondition printerCondition(const std::string& word) {
-    if (word == "ready") {
-        return PrinterCondition::Ready;
-    }
-    if (word == "not-ready") {
-        return PrinterCondition::NotReady;
-    }
-    if (word == "error") {
-        return PrinterCondition::Error;
+    if (const auto condition = printerConditionFromWord(word)) {
+        return *condition;
     }
     throw CliError(CliError::BAD_INPUT,
                    "unknown printer state \"" + word + "\" (use ready, not-ready or error)");
 }
 
 ReplyMode replyMode(const std::string& word) {
-    if (word == "normal") {
-        return ReplyMode::Normal;
-    }
-    if (word == "silent") {
-        return ReplyMode::Silent;
-    }
-    if (word == "unrecognised" || word == "unrecognized") {
-        return ReplyMode::Unrecognised;
+    if (const auto mode = replyModeFromWord(word)) {
+        return *mode;
     }
     throw CliError(CliError::BAD_INPUT,
                    "unknown reply mode \"" + word + "\" (use normal, silent or unrecognised)");
 }
+
 std::chrono::milliseconds seconds(double value) {
     return std::chrono::milliseconds(static_cast<long long>(value * 1000));
 }
@@ -150,18 +139,7 @@ void EmulateCommand::addTo(CLI::App& app, std::function<void()>& action, const b
         ->add_option("--http", parsed->httpPort,
                      "serve the dashboard (page, JSON API, live events) on this HTTP port "
                      "(0 picks a free one)")
-        ->check(CLI::Validator(
-            [](std::string& text) -> std::string {
-                int port = -1;
-                const auto [end, ec] =
-                    std::from_chars(text.data(), text.data() + text.size(), port);
-                if (text.empty() || ec != std::errc() || end != text.data() + text.size() ||
-                    port < 0 || port > 65535) {
-                    return "\"" + text + "\" is not a TCP port (a whole number in 0...65535)";
-                }
-                return {};
-            },
-            "0...65535"));
+        ->check(PortOption::validator(0));
     emulate
         ->add_option("--http-bind", emu.unit.dashboard.bind,
                      "address the dashboard listens on (anyone who reaches it can change the "

@@ -2,7 +2,7 @@
 
 #include <chrono>
 #include <functional>
-#include <limits>
+#include <map>
 #include <vector>
 
 #include "emulator/EmulatedUnit.hpp"
@@ -17,33 +17,11 @@ using nlohmann::json;
 constexpr std::int64_t MAX_COUNT = 1000000;
 constexpr std::int64_t MAX_DELAY_MS = 600000;
 
-std::string readCount(const json& body, const char* field, std::int64_t limit, std::int64_t& out) {
-    const auto& value = body.at(field);
-    if (!value.is_number_integer() || value.get<std::int64_t>() < 0 ||
-        value.get<std::int64_t>() > limit) {
-        return std::string(field) + " must be a whole number from 0 to " + std::to_string(limit);
-    }
-    out = value.get<std::int64_t>();
-    return {};
-}
-
 std::int64_t millisSinceEpoch(std::chrono::system_clock::time_point at) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(at.time_since_epoch()).count();
 }
 
 }  // namespace
-
-std::string DashboardApi::printerWord(PrinterCondition condition) {
-    switch (condition) {
-        case PrinterCondition::Ready:
-            return "ready";
-        case PrinterCondition::NotReady:
-            return "not-ready";
-        case PrinterCondition::Error:
-            return "error";
-    }
-    return "unknown";
-}
 
 json DashboardApi::state(const EmulatedUnit& unit) {
     const UnitSnapshot s = unit.snapshot();
@@ -64,7 +42,7 @@ json DashboardApi::state(const EmulatedUnit& unit) {
           {"openings", s.drawerOpenings},
           {"closeAfterMs", s.drawerCloseAfter.count()}}},
         {"faults",
-         {{"printer", printerWord(s.faults.printer)},
+         {{"printer", printerConditionWord(s.faults.printer)},
           {"printerNotReady", s.faults.printerNotReadyPolls},
           {"printerError", s.faults.printerErrorReplies},
           {"reply", replyModeName(s.faults.replyMode)},
@@ -119,69 +97,56 @@ std::string DashboardApi::changeFaults(EmulatedUnit& unit, const json& body) {
     if (!body.is_object() || body.empty()) {
         return "expected a JSON object with at least one fault field";
     }
+    // Counts and delays, each applied through the unit's own setter.
+    using Apply = void (*)(EmulatedUnit&, std::int64_t);
+    static const std::map<std::string, std::pair<std::int64_t, Apply>> NUMBERS = {
+        {"printerNotReady",
+         {MAX_COUNT,
+          [](EmulatedUnit& u, std::int64_t n) { u.setPrinterNotReadyPolls(static_cast<int>(n)); }}},
+        {"printerError",
+         {MAX_COUNT,
+          [](EmulatedUnit& u, std::int64_t n) { u.setPrinterErrorReplies(static_cast<int>(n)); }}},
+        {"corruptCrc",
+         {MAX_COUNT,
+          [](EmulatedUnit& u, std::int64_t n) { u.corruptNextReplies(static_cast<int>(n)); }}},
+        {"delayMs",
+         {MAX_DELAY_MS,
+          [](EmulatedUnit& u, std::int64_t n) { u.setReplyDelay(std::chrono::milliseconds(n)); }}},
+        {"drawerCloseAfterMs",
+         {MAX_DELAY_MS,
+          [](EmulatedUnit& u, std::int64_t n) {
+              u.setDrawerCloseAfter(std::chrono::milliseconds(n));
+          }}},
+    };
     // Everything is read and checked first; only then is anything changed.
     std::vector<std::function<void()>> changes;
     for (const auto& [field, value] : body.items()) {
-        std::int64_t n = 0;
-        std::string problem;
+        const std::string word = value.is_string() ? value.get<std::string>() : "";
         if (field == "printer") {
-            const std::string word = value.is_string() ? value.get<std::string>() : "";
-            PrinterCondition condition;
-            if (word == "ready") {
-                condition = PrinterCondition::Ready;
-            } else if (word == "not-ready") {
-                condition = PrinterCondition::NotReady;
-            } else if (word == "error") {
-                condition = PrinterCondition::Error;
-            } else {
+            const auto condition = printerConditionFromWord(word);
+            if (!condition) {
                 return "printer must be \"ready\", \"not-ready\" or \"error\"";
             }
-            changes.push_back([&unit, condition] { unit.setPrinterCondition(condition); });
+            changes.push_back([&unit, c = *condition] { unit.setPrinterCondition(c); });
         } else if (field == "reply") {
-            const std::string word = value.is_string() ? value.get<std::string>() : "";
-            ReplyMode mode;
-            if (word == "normal") {
-                mode = ReplyMode::Normal;
-            } else if (word == "silent") {
-                mode = ReplyMode::Silent;
-            } else if (word == "unrecognised" || word == "unrecognized") {
-                mode = ReplyMode::Unrecognised;
-            } else {
+            const auto mode = replyModeFromWord(word);
+            if (!mode) {
                 return "reply must be \"normal\", \"silent\" or \"unrecognised\"";
             }
-            changes.push_back([&unit, mode] { unit.setReplyMode(mode); });
-        } else if (field == "printerNotReady") {
-            if (!(problem = readCount(body, "printerNotReady", MAX_COUNT, n)).empty()) {
-                return problem;
-            }
-            changes.push_back([&unit, n] { unit.setPrinterNotReadyPolls(static_cast<int>(n)); });
-        } else if (field == "printerError") {
-            if (!(problem = readCount(body, "printerError", MAX_COUNT, n)).empty()) {
-                return problem;
-            }
-            changes.push_back([&unit, n] { unit.setPrinterErrorReplies(static_cast<int>(n)); });
-        } else if (field == "corruptCrc") {
-            if (!(problem = readCount(body, "corruptCrc", MAX_COUNT, n)).empty()) {
-                return problem;
-            }
-            changes.push_back([&unit, n] { unit.corruptNextReplies(static_cast<int>(n)); });
-        } else if (field == "delayMs") {
-            if (!(problem = readCount(body, "delayMs", MAX_DELAY_MS, n)).empty()) {
-                return problem;
-            }
-            changes.push_back([&unit, n] { unit.setReplyDelay(std::chrono::milliseconds(n)); });
-        } else if (field == "drawerCloseAfterMs") {
-            if (!(problem = readCount(body, "drawerCloseAfterMs", MAX_DELAY_MS, n)).empty()) {
-                return problem;
-            }
-            changes.push_back(
-                [&unit, n] { unit.setDrawerCloseAfter(std::chrono::milliseconds(n)); });
+            changes.push_back([&unit, m = *mode] { unit.setReplyMode(m); });
         } else if (field == "refuse") {
             if (!value.is_boolean()) {
                 return "refuse must be true or false";
             }
-            const bool refuse = value.get<bool>();
-            changes.push_back([&unit, refuse] { unit.setRefuseConnections(refuse); });
+            changes.push_back(
+                [&unit, refuse = value.get<bool>()] { unit.setRefuseConnections(refuse); });
+        } else if (const auto number = NUMBERS.find(field); number != NUMBERS.end()) {
+            const auto [limit, apply] = number->second;
+            if (!value.is_number_integer() || value.get<std::int64_t>() < 0 ||
+                value.get<std::int64_t>() > limit) {
+                return field + " must be a whole number from 0 to " + std::to_string(limit);
+            }
+            changes.push_back([&unit, apply, n = value.get<std::int64_t>()] { apply(unit, n); });
         } else {
             return "unknown fault field \"" + field + "\"";
         }

@@ -30,8 +30,6 @@ class DashboardApi {
     static std::string changeFaults(EmulatedUnit& unit, const nlohmann::json& body);
     // {"action": "close"} or {"action": "open"}.
     static std::string changeDrawer(EmulatedUnit& unit, const nlohmann::json& body);
-
-    static std::string printerWord(PrinterCondition condition);
 };
 
 }  // namespace vantoemu

@@ -238,12 +238,4 @@ void EmulatedUnit::setEventListener(std::function<void(const UnitEvent&)> listen
     mParts->log.setListener(std::move(listener));
 }
 
-std::uint64_t EmulatedUnit::addEventListener(std::function<void(const UnitEvent&)> listener) {
-    return mParts->log.addListener(std::move(listener));
-}
-
-void EmulatedUnit::removeEventListener(std::uint64_t id) {
-    mParts->log.removeListener(id);
-}
-
 }  // namespace vantoemu

@@ -105,9 +105,6 @@ class EmulatedUnit {
                        std::chrono::milliseconds timeout) const;
     // The owner's listener (one; an empty function removes it).
     void setEventListener(std::function<void(const UnitEvent&)> listener);
-    // Listeners beside it; they run on the unit's threads and must not block.
-    std::uint64_t addEventListener(std::function<void(const UnitEvent&)> listener);
-    void removeEventListener(std::uint64_t id);
 
   private:
     struct Parts;

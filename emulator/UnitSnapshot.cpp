@@ -68,4 +68,30 @@ std::string replyModeName(ReplyMode mode) {
     return "unknown";
 }
 
+std::string printerConditionWord(PrinterCondition condition) {
+    return condition == PrinterCondition::NotReady ? "not-ready" : printerConditionName(condition);
+}
+
+std::optional<PrinterCondition> printerConditionFromWord(std::string_view word) {
+    for (const auto condition :
+         {PrinterCondition::Ready, PrinterCondition::NotReady, PrinterCondition::Error}) {
+        if (word == printerConditionWord(condition)) {
+            return condition;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<ReplyMode> replyModeFromWord(std::string_view word) {
+    if (word == "unrecognized") {
+        return ReplyMode::Unrecognised;
+    }
+    for (const auto mode : {ReplyMode::Normal, ReplyMode::Silent, ReplyMode::Unrecognised}) {
+        if (word == replyModeName(mode)) {
+            return mode;
+        }
+    }
+    return std::nullopt;
+}
+
 }  // namespace vantoemu

@@ -7,7 +7,9 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 
 namespace vantoemu {
 
@@ -71,5 +73,10 @@ std::string ledColourName(int colour);
 std::string cosmeticColourName(int colour);
 std::string printerConditionName(PrinterCondition condition);
 std::string replyModeName(ReplyMode mode);
+// The words the command line and the dashboard take: ready, not-ready, error; normal, silent,
+// unrecognised (or unrecognized). Nothing for any other word.
+std::string printerConditionWord(PrinterCondition condition);
+std::optional<PrinterCondition> printerConditionFromWord(std::string_view word);
+std::optional<ReplyMode> replyModeFromWord(std::string_view word);
 
 }  // namespace vantoemu

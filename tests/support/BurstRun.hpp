@@ -5,9 +5,6 @@
 // PRINTER_NOT_RESPONDING, or delivered in part. Shared by the burst benchmark, which prints
 // the table, and the soak suite, which checks it.
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
@@ -19,6 +16,7 @@
 #include <vector>
 
 #include "emulator/EmulatedUnit.hpp"
+#include "tests/support/ChildRun.hpp"
 #include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/VantoDeliveryListener.hpp"
 #include "vantoconnect/VantoPrinterCallback.hpp"
@@ -134,28 +132,10 @@ inline BurstOutcome runBurst(int size) {
 // application would, while the remaining polls run out. The parent learns the outcome and
 // whether the child survived.
 inline BurstOutcome runBurstInChild(int size) {
-    int pipeFds[2];
-    if (::pipe(pipeFds) != 0) {
-        return {};
-    }
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::close(pipeFds[0]);
-        const BurstOutcome outcome = runBurst(size);
-        (void)!::write(pipeFds[1], &outcome, sizeof outcome);
-        ::close(pipeFds[1]);
-        std::this_thread::sleep_for(std::chrono::seconds(5));
-        std::_Exit(0);
-    }
-    ::close(pipeFds[1]);
-    BurstOutcome outcome;
-    if (::read(pipeFds[0], &outcome, sizeof outcome) != sizeof outcome) {
-        outcome = {};
-    }
-    ::close(pipeFds[0]);
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    outcome.survived = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    const auto child =
+        runInChild<BurstOutcome>([size] { return runBurst(size); }, std::chrono::seconds(5));
+    BurstOutcome outcome = child.value;
+    outcome.survived = child.survived;
     return outcome;
 }
 
