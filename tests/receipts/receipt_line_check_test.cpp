@@ -60,6 +60,13 @@ TEST(ReceiptLineCheck, RefusesWhatWouldStopOrMisprint) {
         {barcode(Vanto::BARCODE_TYPE_CODE39, "abc", 0.5), "line: data:"},
         {barcode(Vanto::BARCODE_TYPE_PDF417, "", 0.5), "without data"},
         {barcode(7, "1", 0.5), "line: type:"},
+        {barcode(Vanto::BARCODE_TYPE_CODE39, std::string(1025, 'A'), 0.5), "has 1025 bytes"},
+        {[] {
+             auto line = barcode(Vanto::BARCODE_TYPE_PDF417, "x", 0.5);
+             std::static_pointer_cast<VantoReceiptBarcodeLine>(line)->setHri(9);
+             return line;
+         }(),
+         "line: hri: must lie in 0...3, not 9"},
         {std::make_shared<VantoReceiptPriceLine>(std::string(30, 'a'), 0, std::string(14, '1'), 0),
          "44 characters"},
         {text(std::string(1014, 'x')), "1024"},
