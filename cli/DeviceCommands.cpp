@@ -6,6 +6,7 @@
 #include "cli/CliError.hpp"
 #include "cli/LibraryConsole.hpp"
 #include "cli/UnitLock.hpp"
+#include "receipts/DeviceRequestCheck.hpp"
 #include "receipts/Names.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
@@ -40,15 +41,6 @@ std::string drawerWord(std::int64_t status) {
         return "open";
     }
     return status == Vanto::CASH_DRAWER_STATUS_CLOSED ? "closed" : std::to_string(status);
-}
-
-bool fitsSignedBytes(std::int64_t word) {
-    for (int k = 0; k < 4; ++k) {
-        if (((word >> (8 * k)) & 0xFF) >= 0x80) {
-            return false;
-        }
-    }
-    return true;
 }
 
 // The unit answered, but not with what was asked for.
@@ -121,16 +113,7 @@ void DeviceCommands::ledDiagnostic(const UnitAddress& unit, const std::string& p
                                    const std::string& colour, bool verbose) {
     const auto p = Names::parse(Names::diagnosticPositions(), position, "LED position");
     const auto c = Names::parse(Names::ledColours(), colour, "LED colour");
-    // The request carries a 2-bit mask and the colour at bit 2 x position in words whose bytes
-    // must each stay below 0x80 (LED_PED's mask is the byte 0xC0): the library stops the process
-    // on anything else. Refuse it here with a reason instead.
-    if (!(fitsSignedBytes(3LL << (2 * p)) && fitsSignedBytes(c << (2 * p)))) {
-        throw CliError(CliError::BAD_INPUT,
-                       Names::nameOf(Names::diagnosticPositions(), p) + " cannot be set to " +
-                           Names::nameOf(Names::ledColours(), c) +
-                           ": a byte of the request's mask or colour would be 0x80 or more, "
-                           "which the library's IO message cannot carry");
-    }
+    DeviceRequestCheck::diagnosticLed(p, c);
     WriteWatch watch(verbose);
     UnitSession session(unit);
     session.watchdog().saw("while sending the LED request");

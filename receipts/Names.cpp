@@ -136,6 +136,22 @@ std::int64_t Names::parse(const Table& table, std::string_view word, std::string
                             "\" (use " + choices(table) + ", a constant name or its number)");
 }
 
+std::int64_t Names::require(const Table& table, std::int64_t value, std::string_view what) {
+    if (std::any_of(table.begin(), table.end(),
+                    [value](const Entry& entry) { return entry.value == value; })) {
+        return value;
+    }
+    std::string valid;
+    for (std::size_t i = 0; i < table.size(); ++i) {
+        if (i > 0) {
+            valid += i + 1 == table.size() ? " or " : ", ";
+        }
+        valid += std::string(table[i].constant) + " (" + std::to_string(table[i].value) + ")";
+    }
+    throw ReceiptInputError("unknown " + std::string(what) + " " + std::to_string(value) +
+                            " (use " + valid + ")");
+}
+
 std::string Names::nameOf(const Table& table, std::int64_t value) {
     for (const auto& entry : table) {
         if (entry.value == value) {

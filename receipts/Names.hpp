@@ -34,6 +34,9 @@ class Names {
     // Looks the word up case-insensitively as a short word or a constant name, or reads it as the
     // decimal value of an entry. Throws ReceiptInputError naming `what` otherwise.
     static std::int64_t parse(const Table& table, std::string_view word, std::string_view what);
+    // The value itself when it is one of the table's; throws ReceiptInputError naming `what`
+    // and the valid values otherwise. For codes that arrive as numbers (the bindings).
+    static std::int64_t require(const Table& table, std::int64_t value, std::string_view what);
     // The short word of a value, or its number.
     static std::string nameOf(const Table& table, std::int64_t value);
     // "a, b or c" of the short names, for error messages.
