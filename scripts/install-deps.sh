@@ -20,6 +20,9 @@ packages=(
     libcpp-httplib-dev
     chromium chromium-driver python3-selenium
     zxing-cpp-tools
+    pybind11-dev python3-dev python3-pytest python3-mypy
+    abigail-tools
+    mono-devel
 )
 
 missing=()

@@ -1,0 +1,27 @@
+#include "ReportWaiter.hpp"
+
+namespace vantoc {
+
+void ReportWaiter::onPrinterError(const vantoconnect::VantoError& /*error*/) {
+    std::lock_guard lock(mMutex);
+    mDropped = true;
+}
+
+void ReportWaiter::onDeliveryReport(const vantoconnect::VantoDeliveryReport& report) {
+    std::lock_guard lock(mMutex);
+    mOutcome = Outcome{report, mDropped};
+    mArrived.notify_all();
+}
+
+std::optional<ReportWaiter::Outcome> ReportWaiter::wait(std::chrono::milliseconds limit) {
+    std::unique_lock lock(mMutex);
+    const auto arrived = [this] { return mOutcome.has_value(); };
+    if (limit.count() < 0) {
+        mArrived.wait(lock, arrived);
+    } else {
+        mArrived.wait_for(lock, limit, arrived);
+    }
+    return mOutcome;
+}
+
+}  // namespace vantoc

@@ -1,0 +1,43 @@
+#pragma once
+
+// Waits for one receipt's delivery report on the caller's thread. The library may deliver the
+// report after the caller has stopped waiting (a time-out), so the waiter is shared with it and
+// lives until both are done.
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "vantoconnect/VantoDeliveryListener.hpp"
+#include "vantoconnect/VantoPrinterCallback.hpp"
+
+namespace vantoc {
+
+class ReportWaiter : public vantoconnect::VantoPrinterCallback,
+                     public vantoconnect::VantoDeliveryListener {
+  public:
+    struct Outcome {
+        vantoconnect::VantoDeliveryReport report;
+        // The queue gave up on the receipt (onPrinterError came before the report).
+        bool dropped = false;
+    };
+
+    void onPrinterStarted(const std::string&) override {}
+    void onPrinterCompleted(const std::string&) override {}
+    void onPrinterError(const vantoconnect::VantoError& error) override;
+    void onDeliveryReport(const vantoconnect::VantoDeliveryReport& report) override;
+
+    // The outcome once the report has come; nothing when `limit` passed first. A negative
+    // limit waits for ever.
+    std::optional<Outcome> wait(std::chrono::milliseconds limit);
+
+  private:
+    std::mutex mMutex;
+    std::condition_variable mArrived;
+    bool mDropped = false;
+    std::optional<Outcome> mOutcome;
+};
+
+}  // namespace vantoc
