@@ -3,7 +3,9 @@
 #
 #   make demo       build the vanto command and the examples, run the emulated-unit demo,
 #                   writes out/receipt.png
-#   make test       warnings as errors, AddressSanitizer + UndefinedBehaviorSanitizer, ctest
+#   make test       warnings as errors, AddressSanitizer + UndefinedBehaviorSanitizer, ctest;
+#                   then the bindings in a build without sanitizers (Python and Mono cannot load
+#                   a sanitized library): pytest, mypy, the C and C# examples, the ABI check
 #   make tsan       the suites under ThreadSanitizer (all but the single-threaded image
 #                   arithmetic and barcode read-back, the README's commands and two
 #                   command-line cases that draw whole receipts in a child process, all of
@@ -16,6 +18,8 @@
 #                   refreshes docs/dashboard.png, the README's picture of the dashboard
 #   make fuzz       libFuzzer targets for FUZZ_SECONDS each (clang)
 #   make coverage   line coverage of the suites with gcovr
+#   make abi-baseline
+#                   records the C API's ABI as it now is (after a deliberate change)
 #   make format     clang-format every source file
 
 JOBS ?= $(shell nproc)
@@ -28,7 +32,8 @@ LAUNCHER := $(if $(shell command -v ccache 2>/dev/null),\
 
 SOURCES = $(shell git ls-files '*.cpp' '*.hpp' '*.c' '*.h' 2>/dev/null)
 
-.PHONY: all deps demo test tsan soak bench fuzz coverage format clean dashboard-screenshot
+.PHONY: all deps demo test tsan soak bench fuzz coverage format clean dashboard-screenshot \
+	abi-baseline bindings-build
 
 all: test
 
@@ -46,10 +51,25 @@ demo: deps build/release/CMakeCache.txt
 test: deps
 	$(CMAKE) -S . -B build/test $(LAUNCHER) -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" \
 		-DCMAKE_C_FLAGS_DEBUG="-g -O1" -DVANTO_WARNINGS_AS_ERRORS=ON \
-		-DVANTO_SANITIZE=address,undefined -DVANTO_BUILD_BENCH=ON
+		-DVANTO_SANITIZE=address,undefined -DVANTO_BUILD_BENCH=ON -DVANTO_BUILD_PYTHON=OFF
 	$(CMAKE) --build build/test -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
 		ctest --test-dir build/test --output-on-failure -j $(JOBS) -LE soak
+	$(MAKE) bindings-build
+	ctest --test-dir build/bindings --output-on-failure -j $(JOBS) -L bindings
+
+# The bindings as interpreters and other compilers load them: no sanitizers, debug information
+# for the ABI check, only the libraries and the bindings.
+bindings-build: deps
+	$(CMAKE) -S . -B build/bindings $(LAUNCHER) -DCMAKE_BUILD_TYPE=Debug \
+		-DCMAKE_CXX_FLAGS_DEBUG="-g -O1" -DCMAKE_C_FLAGS_DEBUG="-g -O1" \
+		-DVANTO_WARNINGS_AS_ERRORS=ON -DVANTO_BUILD_TESTS=OFF -DVANTO_BUILD_TOOLS=OFF \
+		-DVANTO_BUILD_BINDING_TESTS=ON
+	$(CMAKE) --build build/bindings -j $(JOBS)
+
+abi-baseline: bindings-build
+	tests/bindings/abi_check.sh build/bindings/bindings/c/libvantoconnect-c.so \
+		bindings/c/vantoconnect $(CURDIR) bindings/c/abi/libvantoconnect-c.abi --update
 
 # Command-line cases that draw whole receipts or images in a child process: under the race
 # checker each takes minutes, and the threads they exercise are covered by the suites that stay.
@@ -57,7 +77,8 @@ TSAN_SLOW_CLI = Cli\.PrintsFromOneMachineDoNotInterleave|Cli\.ImagesAreLaidOnWhi
 
 tsan: deps
 	$(CMAKE) -S . -B build/tsan $(LAUNCHER) -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG="-g -O1" \
-		-DCMAKE_C_FLAGS_DEBUG="-g -O1" -DVANTO_SANITIZE=thread -DVANTO_BUILD_TOOLS=ON
+		-DCMAKE_C_FLAGS_DEBUG="-g -O1" -DVANTO_SANITIZE=thread -DVANTO_BUILD_TOOLS=ON \
+		-DVANTO_BUILD_PYTHON=OFF
 	$(CMAKE) --build build/tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1:suppressions=$(CURDIR)/tests/tsan.supp \
 		ctest --test-dir build/tsan --output-on-failure -j $(JOBS) -LE soak \
@@ -66,7 +87,7 @@ tsan: deps
 # Optimised and without sanitizers, so the long runs measure the product itself.
 soak: deps
 	$(CMAKE) -S . -B build/soak $(LAUNCHER) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-		-DVANTO_BUILD_BENCH=ON
+		-DVANTO_BUILD_BENCH=ON -DVANTO_BUILD_PYTHON=OFF
 	$(CMAKE) --build build/soak -j $(JOBS)
 	ctest --test-dir build/soak --output-on-failure -L soak
 
@@ -84,7 +105,8 @@ dashboard-screenshot: deps build/release/CMakeCache.txt
 
 fuzz: deps
 	CC=clang CXX=clang++ $(CMAKE) -S . -B build/fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-		-DVANTO_BUILD_FUZZ=ON -DVANTO_BUILD_TESTS=OFF -DVANTO_SANITIZE=address,undefined
+		-DVANTO_BUILD_FUZZ=ON -DVANTO_BUILD_TESTS=OFF -DVANTO_SANITIZE=address,undefined \
+		-DVANTO_BUILD_C_API=OFF -DVANTO_BUILD_PYTHON=OFF
 	$(CMAKE) --build build/fuzz -j $(JOBS)
 	@mkdir -p build/fuzz/corpus
 	@for f in build/fuzz/fuzz/fuzz_*; do \
@@ -98,10 +120,12 @@ fuzz: deps
 	done
 
 coverage: deps
-	$(CMAKE) -S . -B build/coverage -DCMAKE_BUILD_TYPE=Debug -DVANTO_COVERAGE=ON
+	$(CMAKE) -S . -B build/coverage -DCMAKE_BUILD_TYPE=Debug -DVANTO_COVERAGE=ON \
+		-DVANTO_BUILD_PYTHON=OFF
 	$(CMAKE) --build build/coverage -j $(JOBS)
 	ctest --test-dir build/coverage -j $(JOBS) -E '^consumer_'
 	gcovr --root . --filter 'vantoconnect/' --filter 'emulator/' --filter 'cli/' \
+		--filter 'receipts/' --filter 'bindings/' \
 		--exclude-unreachable-branches --print-summary build/coverage
 
 format:
