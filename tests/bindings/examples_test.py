@@ -1,4 +1,4 @@
-"""The C and C# examples as their users build them.
+"""The C and C# examples, and the C++ library's pkg-config file, as their users build them.
 
 Each is compiled against the installed package (the C example as C99 with every warning an
 error, through pkg-config; the C# one with Mono's mcs), run against an emulated unit on a loopback
@@ -99,6 +99,17 @@ def c_example(tmp_path_factory: pytest.TempPathFactory) -> Path:
     )
     assert built.returncode == 0, built.stderr
     return out
+
+
+def test_cpp_library_builds_through_its_pkg_config_file(tmp_path: Path) -> None:
+    env = dict(os.environ, PKG_CONFIG_PATH=str(LIBDIR / "pkgconfig"))
+    flags = run(["pkg-config", "--cflags", "--libs", "vantoconnect"], env=env)
+    assert flags.returncode == 0, flags.stderr
+    program = tmp_path / "consumer"
+    built = run(["c++", str(SOURCE / "tests" / "consumer" / "main.cpp")] + flags.stdout.split()
+                + ["-o", str(program)])
+    assert built.returncode == 0, built.stderr
+    assert run([str(program)]).stdout.strip() == "ok"
 
 
 def test_c_example_prints_and_says_delivered_only_when_it_was(c_example: Path, unit: Unit) -> None:
