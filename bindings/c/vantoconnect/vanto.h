@@ -19,7 +19,8 @@
  *   Strings handed to callbacks are valid only while the callback runs.
  * - Handles (vanto_t, vanto_receipt_t, vanto_image_t, vanto_emulator_t) are opaque, made by a
  *   *_create or *_from_* function and released by the matching *_free function, which accepts
- *   NULL. A handle may be used from any thread.
+ *   NULL. A handle may be used from several threads at once, but freed only when no call on it
+ *   is still running.
  *
  * What stays fatal
  * Input that would reach one of the C++ library's fatal edges (a price line too long for the
