@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "receipts/FatalEdge.hpp"
 #include "receipts/ReceiptInputError.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/support/Fatal.hpp"
@@ -59,11 +60,7 @@ vanto_status failWithCurrentException(std::string_view function) noexcept {
             setLastError(function, e.message().empty() ? e.description() : e.message());
         } catch (const vantoconnect::FatalError& e) {
             status = VANTO_ERROR_FATAL;
-            const std::string what = e.what();
-            setLastError(function,
-                         what == vantoconnect::fatal::NIL_UNWRAP
-                             ? "the unit closed the connection without answering (" + what + ")"
-                             : "the library stopped the request: " + what);
+            setLastError(function, vantoreceipts::FatalEdge::explain(e.what()));
         } catch (const std::bad_alloc&) {
             status = VANTO_ERROR_NO_MEMORY;
             setLastError(function, "out of memory");

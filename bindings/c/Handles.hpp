@@ -2,13 +2,11 @@
 
 // What the C API's opaque handles hold. C callers see only the struct names of vanto.h.
 
-#include <atomic>
-#include <cstddef>
 #include <memory>
 
 #include "emulator/EmulatedUnit.hpp"
+#include "receipts/CheckedReceipt.hpp"
 #include "vantoconnect/Vanto.hpp"
-#include "vantoconnect/VantoReceipt.hpp"
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
 #include "vantoconnect/support/Image.hpp"
 #include "vantoconnect/vanto.h"
@@ -19,10 +17,8 @@ struct vanto {
     std::shared_ptr<vantoconnect::GenericConnectionManager> manager;
 };
 
-struct vanto_receipt {
-    std::shared_ptr<vantoconnect::VantoReceipt> receipt;
-    // Lines added so far, to name the next one in messages ("line 4").
-    std::atomic<std::size_t> lines{0};
+struct vanto_receipt : vantoreceipts::CheckedReceipt {
+    using CheckedReceipt::CheckedReceipt;
 };
 
 struct vanto_image {

@@ -27,7 +27,7 @@ vantoconnect::GenericConnectionManager& managerOf(const vanto_t* vanto) {
 }
 
 std::shared_ptr<vantoconnect::VantoReceipt> receiptOf(vanto_receipt_t* receipt) {
-    return required(receipt, "receipt").receipt;
+    return required(receipt, "receipt").model();
 }
 
 }  // namespace

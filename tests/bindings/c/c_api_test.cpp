@@ -474,7 +474,7 @@ TEST_F(UnitTest, AnUnreachableUnitIsAnErrorAndAHangUpIsSurvivedOnTheCallersThrea
     ASSERT_EQ(vanto_set_port(v, port), VANTO_OK);
     ASSERT_EQ(vanto_emulator_set_refuse_connections(unit.get(), 1), VANTO_OK);
     EXPECT_EQ(vanto_printer_busy(v, &busy), VANTO_ERROR_FATAL);
-    EXPECT_NE(lastError().find("closed the connection without answering"), std::string::npos)
+    EXPECT_NE(lastError().find("closed the connection instead of answering"), std::string::npos)
         << lastError();
     ASSERT_EQ(vanto_emulator_set_refuse_connections(unit.get(), 0), VANTO_OK);
     EXPECT_EQ(vanto_printer_busy(v, &busy), VANTO_OK) << "the process and the facade go on";

@@ -1,0 +1,43 @@
+"""The examples as a user runs them, in a process of their own against an emulated unit, and
+as the README shows them."""
+
+import pathlib
+import subprocess
+import sys
+
+import vantoconnect as vc
+
+ROOT = pathlib.Path(__file__).resolve().parents[3]
+EXAMPLE = ROOT / "examples" / "python" / "print_receipt.py"
+
+
+def run_example(unit: vc.Emulator) -> subprocess.CompletedProcess[str]:
+    return subprocess.run(
+        [sys.executable, str(EXAMPLE), "127.0.0.1", str(unit.port)],
+        capture_output=True,
+        text=True,
+        timeout=120,
+    )
+
+
+def test_the_example_says_delivered_only_when_the_unit_took_every_packet() -> None:
+    with vc.Emulator() as unit:
+        delivered = run_example(unit)
+        assert delivered.returncode == 0, delivered.stderr
+        assert "delivered: all 1 packet acknowledged" in delivered.stdout
+        assert unit.wait_for_receipts(1)
+        assert unit.receipts[-1].text.splitlines()[0].strip() == "CORNER CAFE"
+
+        unit.printer_error = 5
+        refused = run_example(unit)
+        assert refused.returncode == 1
+        assert "delivered" not in refused.stdout
+        assert "not delivered in full: the unit refused 1 of 1 packet" in refused.stderr
+
+
+def test_the_readme_shows_the_examples_as_they_are() -> None:
+    readme = (ROOT / "README.md").read_text()
+    section = readme[readme.index("## Python\n") : readme.index("## Layout\n")]
+    blocks = [block.split("```")[0] for block in section.split("```python\n")[1:]]
+    assert blocks[0] == EXAMPLE.read_text()
+    assert blocks[1] in (ROOT / "examples" / "python" / "test_my_pos.py").read_text()

@@ -1,0 +1,149 @@
+"""Printing against the emulated unit: the future and its report, callbacks from the library's
+threads, user code that fails there, receipts the unit refuses or the queue gives up on, many
+receipts in a row, and asyncio."""
+
+import asyncio
+import pathlib
+import sys
+import threading
+from concurrent.futures import Future
+from typing import Any, List, Tuple
+
+import pytest
+
+import vantoconnect as vc
+
+
+def receipt_saying(*lines: str) -> vc.Receipt:
+    receipt = vc.Receipt(footer_feed=0)
+    for line in lines:
+        receipt.add_text(line)
+    return receipt
+
+
+def test_callbacks_come_from_library_threads_in_order_before_the_report(
+    unit: vc.Emulator, vanto: vc.Vanto
+) -> None:
+    heard: List[Tuple[str, str, bool]] = []
+    may_go_on = threading.Event()
+    main = threading.get_ident()
+
+    def hear(what: str, detail: str) -> None:
+        heard.append((what, detail, threading.get_ident() != main))
+
+    def started(address: str) -> None:
+        # Holds the receipt back until the done callback below is in place.
+        may_go_on.wait(10)
+        hear("started", address)
+
+    reported = threading.Event()
+
+    def report_came(done: "Future[vc.DeliveryReport]") -> None:
+        hear("report", str(done.result().receipt_id))
+        reported.set()
+
+    receipt = receipt_saying("Flat white")
+    future = vanto.print(receipt, on_started=started, on_completed=lambda a: hear("completed", a))
+    future.add_done_callback(report_came)
+    may_go_on.set()
+    # The future wakes its waiters before it runs its done callbacks.
+    assert reported.wait(30)
+    report = future.result()
+    assert report.all_acknowledged and report.packets_sent == report.packets_acknowledged == 1
+    assert heard == [
+        ("started", "127.0.0.1", True),
+        ("completed", "127.0.0.1", True),
+        ("report", str(report.receipt_id), True),
+    ]
+    assert not future.cancel()
+    assert unit.wait_for_receipts(1)
+    paper = unit.receipts[-1]
+    assert paper.complete and paper.text.startswith("Flat white")
+    assert paper.data == receipt.compose()
+
+
+def test_user_code_failing_on_a_library_thread_is_unraisable_and_printing_goes_on(
+    vanto: vc.Vanto, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    unraisable: List[Any] = []
+    monkeypatch.setattr(sys, "unraisablehook", unraisable.append)
+    lines: List[str] = []
+
+    def sink(line: str) -> None:
+        lines.append(line)
+        raise RuntimeError("sink broke")
+
+    def completed(address: str) -> None:
+        raise RuntimeError("callback broke")
+
+    vc.set_console(sink)
+    try:
+        report = vanto.print(receipt_saying("still printed"), on_completed=completed).result(30)
+    finally:
+        vc.set_console(None)
+    assert report.all_acknowledged
+    assert "Adding a new receipt..." in lines
+    failures = {str(entry.exc_value) for entry in unraisable}
+    assert failures == {"sink broke", "callback broke"}
+    assert any(entry.object is completed for entry in unraisable)
+
+
+def test_a_printer_in_error_costs_the_receipt_with_printer_not_responding(
+    unit: vc.Emulator, vanto: vc.Vanto
+) -> None:
+    unit.printer_state = "error"
+    errors: List[vc.VantoError] = []
+    started: List[str] = []
+    future = vanto.print(
+        receipt_saying("cover open"), on_started=started.append, on_error=errors.append
+    )
+    dropped = future.exception(timeout=30)
+    assert isinstance(dropped, vc.PrinterNotResponding)
+    assert (dropped.kind, dropped.code) == (vc.ErrorKind.PRINTER_NOT_RESPONDING, 1)
+    assert dropped.report is not None
+    assert (dropped.report.packets_sent, dropped.report.all_acknowledged) == (0, False)
+    assert [error.kind for error in errors] == ["PRINTER_NOT_RESPONDING"] and started == []
+    assert unit.receipts == []
+
+
+def test_packets_the_unit_refuses_leave_the_report_short_of_all_acknowledged(
+    unit: vc.Emulator, vanto: vc.Vanto
+) -> None:
+    # Several packets; the library tries a packet five times before it gives it up, so only
+    # the first is lost.
+    receipt = receipt_saying(*(f"line {n:02} of a receipt long enough" for n in range(70)))
+    unit.printer_error = 5
+    report = vanto.print(receipt).result(timeout=30)
+    sent = report.packets_sent
+    assert sent > 1 and (report.packets_refused, report.packets_acknowledged) == (1, sent - 1)
+    assert not report.all_acknowledged and report.end_of_job_sent
+    assert f"refused 1 of {sent} packets" in report.summary()
+    assert unit.wait_for_receipts(1)
+    assert unit.receipts[-1].incomplete
+
+
+def test_a_hundred_receipts_each_sent_when_the_last_is_reported_all_reach_the_paper(
+    tmp_path: pathlib.Path,
+) -> None:
+    with vc.Emulator(out_dir=tmp_path) as unit:
+        vanto = vc.Vanto(address="127.0.0.1", port=unit.port)
+        for number in range(1, 101):
+            report = vanto.print(receipt_saying(f"receipt {number}")).result(timeout=30)
+            assert report.all_acknowledged, report.summary()
+        assert unit.wait_for_receipts(100, timeout=60)
+    papers = sorted(tmp_path.glob("receipt-*.txt"))
+    assert len(papers) == 100
+    for number, paper in enumerate(papers, start=1):
+        text = paper.read_text()
+        assert text.startswith(f"receipt {number}\n") and "incomplete" not in text
+
+
+def test_the_future_can_be_awaited(vanto: vc.Vanto) -> None:
+    async def print_two() -> List[vc.DeliveryReport]:
+        first = await asyncio.wrap_future(vanto.print(receipt_saying("one")))
+        second = await asyncio.wrap_future(vanto.print(receipt_saying("two")))
+        return [first, second]
+
+    first, second = asyncio.run(print_two())
+    assert first.all_acknowledged and second.all_acknowledged
+    assert second.receipt_id == first.receipt_id + 1

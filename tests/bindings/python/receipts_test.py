@@ -1,0 +1,124 @@
+"""Receipts without a unit: lines checked before they are added, receipt files, composition,
+previews and images."""
+
+import pathlib
+from typing import Callable
+
+import pytest
+
+import vantoconnect as vc
+from vantoconnect import _native
+
+EXAMPLES = pathlib.Path(__file__).resolve().parents[3] / "examples" / "receipts"
+
+
+def test_constants_carry_the_library_values() -> None:
+    for name, values in _native._library_constants().items():
+        constants = getattr(vc, name)
+        assert {member: int(value) for member, value in constants.__members__.items()} == values
+
+
+Refusal = Callable[[vc.Receipt], None]
+
+REFUSED_LINES = {
+    "control character": (lambda r: r.add_text("total\x1bE"), "control character U\\+001B"),
+    "price too wide": (lambda r: r.add_price("x" * 30, "y" * 14), "44 characters"),
+    "negative feed": (lambda r: r.add_feed(-1), "must lie in 0...127, not -1"),
+    "feed past a byte": (lambda r: r.add_feed(128), "must lie in 0...127, not 128"),
+    "UPC-A letters": (lambda r: r.add_barcode("CAFE42"), "11 or 12 digits"),
+    "Code 39 lower case": (
+        lambda r: r.add_barcode("cafe", type=vc.BarcodeType.CODE39),
+        "capital letters",
+    ),
+    "bar too tall": (lambda r: r.add_barcode("01234567890", height=1.0), "1...127 dots"),
+    "two characters": (lambda r: r.add_separator("=="), "exactly one character"),
+    "past one packet": (lambda r: r.add_text("x" * 1100), "at most 1024"),
+    "unknown style": (lambda r: r.add_text("x", style=16), "style"),
+}
+
+
+@pytest.mark.parametrize("refusal, reason", REFUSED_LINES.values(), ids=REFUSED_LINES.keys())
+def test_a_line_the_printer_cannot_carry_is_refused_by_number_and_not_added(
+    refusal: Refusal, reason: str
+) -> None:
+    receipt = vc.Receipt()
+    receipt.add_text("first")
+    with pytest.raises(ValueError, match=f"^line 2: .*{reason}"):
+        refusal(receipt)
+    assert len(receipt) == 1
+    receipt.add_feed(1)
+    assert len(receipt) == 2
+
+
+def test_receipt_settings_are_checked_and_kept() -> None:
+    with pytest.raises(ValueError, match="header_feed"):
+        vc.Receipt(header_feed=-1)
+    receipt = vc.Receipt(cut=vc.CutType.PARTIAL, footer_feed=4)
+    assert receipt.cut is vc.CutType.PARTIAL
+    with pytest.raises(ValueError, match="footer_feed"):
+        receipt.footer_feed = 128
+    with pytest.raises(ValueError, match="cut"):
+        receipt.cut = 2  # type: ignore[assignment]
+    assert (receipt.cut, receipt.header_feed, receipt.footer_feed) == (vc.CutType.PARTIAL, 0, 4)
+
+
+def test_receipt_file_is_read_from_a_path_or_as_text_with_its_images_found() -> None:
+    path = EXAMPLES / "cafe.json"
+    from_path = vc.Receipt.from_json(path)
+    assert len(from_path) == 12 and from_path.cut is vc.CutType.PARTIAL
+    text = "\n  " + path.read_text()
+    assert vc.Receipt.from_json(text, base_dir=EXAMPLES).compose() == from_path.compose()
+    with pytest.raises(ValueError, match="cup.png"):
+        vc.Receipt.from_json(text, base_dir=EXAMPLES / "nowhere")
+    with pytest.raises(ValueError, match="missing.json"):
+        vc.Receipt.from_json(str(EXAMPLES / "missing.json"))
+    with pytest.raises(ValueError, match=r"lines\[0\]"):
+        vc.Receipt.from_json('{"lines": [{"lineType": "FEED", "lines": -5}]}')
+
+
+def test_previews_show_what_the_bytes_say() -> None:
+    receipt = vc.Receipt(footer_feed=0)
+    receipt.add_text("HARBOUR CAFE", position=vc.TextPosition.CENTER)
+    receipt.add_price("Flat white", "3.20")
+    lines = vc.preview_text(receipt).splitlines()
+    assert "HARBOUR CAFE" in lines[0] and lines[0].startswith(" ")
+    assert lines[1].startswith("Flat white") and lines[1].endswith("3.20") and len(lines[1]) == 44
+    png = vc.preview(receipt)
+    assert png[:8] == b"\x89PNG\r\n\x1a\n"
+    assert int.from_bytes(png[16:20], "big") == 576  # the paper's width in dots
+
+
+def composed_with(image: vc.Image) -> bytes:
+    receipt = vc.Receipt(footer_feed=0)
+    receipt.add_image(image)
+    return receipt.compose()
+
+
+def test_transparent_pixels_print_as_paper_unless_flattening_is_declined() -> None:
+    width, height = 6, 4
+    clear = bytes(4 * width * height)
+    white = bytes([255, 255, 255, 255]) * (width * height)
+    black = bytes([0, 0, 0, 255]) * (width * height)
+    on_white = composed_with(vc.Image.from_rgba(width, height, white))
+    in_black = composed_with(vc.Image.from_rgba(width, height, black))
+    assert on_white != in_black
+    assert composed_with(vc.Image.from_rgba(width, height, clear)) == on_white
+    kept_clear = vc.Image.from_rgba(width, height, bytearray(clear), flatten=False)
+    assert composed_with(kept_clear) == in_black
+
+
+def test_images_come_from_files_and_bytes_within_the_limits(tmp_path: pathlib.Path) -> None:
+    receipt = vc.Receipt()
+    receipt.add_text("logo")
+    png = vc.preview(receipt)
+    (tmp_path / "logo.png").write_bytes(png)
+    for image in (vc.Image.from_bytes(memoryview(png)), vc.Image.from_file(tmp_path / "logo.png")):
+        assert image.width == 576 and image.height > 0
+    with pytest.raises(ValueError, match="not an image"):
+        vc.Image.from_bytes(b"GIF89a but not really")
+    with pytest.raises(ValueError, match="4 bytes a pixel"):
+        vc.Image.from_rgba(2, 2, bytes(15))
+    with pytest.raises(ValueError, match="8192"):
+        vc.Image.from_rgba(8193, 1, bytes(4 * 8193))
+    with pytest.raises(ValueError, match="no image file"):
+        vc.Image.from_file(tmp_path / "absent.png")
