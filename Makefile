@@ -13,7 +13,8 @@
 #                   dashboard's browser suite, whose 2-second gallery check needs full speed)
 #   make soak       the long runs (1000-receipt soak, emulator memory, printer-queue bursts),
 #                   optimised build, one at a time
-#   make bench      Google Benchmark programs, optimised build
+#   make bench      Google Benchmark programs, optimised build, then the Python package against
+#                   receiptline (installed with npm at benchmark time)
 #   make dashboard-screenshot
 #                   refreshes docs/dashboard.png, the README's picture of the dashboard
 #   make fuzz       libFuzzer targets for FUZZ_SECONDS each (clang)
@@ -96,6 +97,9 @@ bench: deps build/release/CMakeCache.txt
 	@for b in build/release/bench/bench_*; do \
 		echo "== $$b"; $$b --benchmark_counters_tabular=true $(BENCH_ARGS) || exit 1; \
 	done
+	@echo "== bench/compare/receiptline_compare.py"
+	/usr/bin/python3 bench/compare/receiptline_compare.py --package build/release/bindings/python \
+		--work build/release/bench/compare
 
 # The browser suite, run on the optimised build, keeps its screenshot where the README shows it.
 dashboard-screenshot: deps build/release/CMakeCache.txt

@@ -13,6 +13,7 @@ alternate in one run; the medians and their ratio are printed.
 import argparse
 import importlib
 import json
+import shutil
 import statistics
 import subprocess
 import sys
@@ -135,6 +136,11 @@ def main() -> int:
 
     sys.path.insert(0, str(args.package.resolve()))
     vc = importlib.import_module("vantoconnect")
+    missing = [tool for tool in ("node", "npm") if shutil.which(tool) is None]
+    if missing:
+        print(f"receiptline_compare: {' and '.join(missing)} not found; install Node.js and npm "
+              "(Debian: nodejs npm) to compare with receiptline", file=sys.stderr)
+        return 2
 
     vc.set_console(lambda line: None)
     install_receiptline(args.work)
