@@ -88,7 +88,7 @@ tsan: deps
 # Optimised and without sanitizers, so the long runs measure the product itself.
 soak: deps
 	$(CMAKE) -S . -B build/soak $(LAUNCHER) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-		-DVANTO_BUILD_BENCH=ON -DVANTO_BUILD_PYTHON=OFF
+		-DVANTO_BUILD_BENCH=ON -DVANTO_BUILD_C_API=OFF -DVANTO_BUILD_PYTHON=OFF
 	$(CMAKE) --build build/soak -j $(JOBS)
 	ctest --test-dir build/soak --output-on-failure -L soak
 
