@@ -96,7 +96,8 @@ class EmulatedUnit {
     std::vector<PrintedReceipt> receiptRecords() const;
     // A receipt still in memory by number, with its PNG while it has one, without pixels.
     std::optional<PrintedReceipt> receipt(int number) const;
-    // Waits until `count` receipts have been printed since the unit was made.
+    // Waits until `count` receipts have been printed since the unit was made. A negative
+    // timeout, or one of years, waits for ever.
     bool waitForReceipts(std::size_t count, std::chrono::milliseconds timeout) const;
 
     std::vector<UnitEvent> events() const;

@@ -2,7 +2,9 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <future>
+#include <iterator>
 
 #include "emulator/PrinterInterpreter.hpp"
 
@@ -141,6 +143,21 @@ void ReceiptPipeline::forget(int number) {
     std::filesystem::remove(base + ".png", ignored);
 }
 
+std::optional<std::vector<std::uint8_t>> PrintedReceipt::picture() const {
+    if (!rendered.png.empty()) {
+        return rendered.png;
+    }
+    if (pngPath.empty()) {
+        return std::nullopt;
+    }
+    std::ifstream file(pngPath, std::ios::binary);
+    std::vector<std::uint8_t> png{std::istreambuf_iterator<char>(file), {}};
+    if (png.empty()) {
+        return std::nullopt;
+    }
+    return png;
+}
+
 std::vector<PrintedReceipt> ReceiptPipeline::receipts() const {
     std::lock_guard lock(mMutex);
     return {mReceipts.begin(), mReceipts.end()};
@@ -194,6 +211,11 @@ std::uint64_t ReceiptPipeline::printed() const {
 }
 
 bool ReceiptPipeline::waitForReceipts(std::size_t count, std::chrono::milliseconds timeout) const {
+    // A deadline past a century is no deadline; a longer one would overflow the clock's count.
+    constexpr std::chrono::milliseconds FOR_EVER = std::chrono::hours(24 * 365 * 100);
+    if (timeout.count() < 0 || timeout > FOR_EVER) {
+        timeout = FOR_EVER;
+    }
     std::unique_lock lock(mMutex);
     return mChanged.wait_for(lock, timeout, [&] { return mPrinted >= count; });
 }

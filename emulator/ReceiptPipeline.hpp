@@ -40,6 +40,9 @@ struct PrintedReceipt {
     std::chrono::system_clock::time_point printedAt;  // when it came off the paper
 
     bool complete() const { return !incomplete && !interleaved; }
+    // The PNG: from memory while the unit keeps it there (the newest RECEIPTS_WITH_PIXELS),
+    // else from its file in the output directory; nothing when neither has it.
+    std::optional<std::vector<std::uint8_t>> picture() const;
     std::string marks() const { return jobMarks(incomplete, interleaved); }
 };
 

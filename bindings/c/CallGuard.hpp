@@ -4,10 +4,10 @@
 // exception ever crosses into C. Whatever the body throws becomes a status code and a one-line
 // reason in the calling thread's last error; a body that returns sets VANTO_OK and clears it.
 
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
+#include "CApiError.hpp"
 #include "vantoconnect/vanto.h"
 
 namespace vantoconnect {
@@ -15,17 +15,6 @@ class VantoError;
 }
 
 namespace vantoc {
-
-// A refusal of the C layer itself (a NULL argument, an unknown code, a wait that ran out).
-class CApiError : public std::runtime_error {
-  public:
-    CApiError(vanto_status status, const std::string& message)
-        : std::runtime_error(message), mStatus(status) {}
-    vanto_status status() const noexcept { return mStatus; }
-
-  private:
-    vanto_status mStatus;
-};
 
 // The status of the library's error: VANTO_ERROR_UNIT for GENERIC, and
 // VANTO_ERROR_PRINTER_NOT_RESPONDING.

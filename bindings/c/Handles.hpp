@@ -1,21 +1,17 @@
 #pragma once
 
-// What the C API's opaque handles hold. C callers see only the struct names of vanto.h.
+// What the C API's opaque handles are. C callers see only the struct names of vanto.h; here
+// each is the C++ object that does the work, so the four stay together as the C API's types.
 
 #include <memory>
 
 #include "emulator/EmulatedUnit.hpp"
+#include "receipts/CheckedFacade.hpp"
 #include "receipts/CheckedReceipt.hpp"
-#include "vantoconnect/Vanto.hpp"
-#include "vantoconnect/connection/GenericConnectionManager.hpp"
 #include "vantoconnect/support/Image.hpp"
 #include "vantoconnect/vanto.h"
 
-struct vanto {
-    vantoconnect::Vanto facade;
-    // The facade's own connection manager, for the address and port.
-    std::shared_ptr<vantoconnect::GenericConnectionManager> manager;
-};
+struct vanto : vantoreceipts::CheckedFacade {};
 
 struct vanto_receipt : vantoreceipts::CheckedReceipt {
     using CheckedReceipt::CheckedReceipt;

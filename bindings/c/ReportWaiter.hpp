@@ -30,7 +30,7 @@ class ReportWaiter : public vantoconnect::VantoPrinterCallback,
     void onDeliveryReport(const vantoconnect::VantoDeliveryReport& report) override;
 
     // The outcome once the report has come; nothing when `limit` passed first. A negative
-    // limit waits for ever.
+    // limit, or one of more than a century, waits for ever.
     std::optional<Outcome> wait(std::chrono::milliseconds limit);
 
   private:

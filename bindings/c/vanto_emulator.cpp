@@ -1,8 +1,6 @@
 // The emulated unit in the caller's process, with its faults and what it shows.
 
 #include <chrono>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -259,8 +257,7 @@ vanto_status vanto_emulator_wait_for_receipts(const vanto_emulator_t* emulator, 
         if (count_ < 0) {
             throw CApiError(VANTO_ERROR_INVALID, "count must not be negative");
         }
-        if (!unit.waitForReceipts(static_cast<std::size_t>(count_),
-                                  duration(timeout_ms, "timeout_ms"))) {
+        if (!unit.waitForReceipts(static_cast<std::size_t>(count_), milliseconds(timeout_ms))) {
             throw CApiError(VANTO_ERROR_TIMEOUT, std::to_string(count_) +
                                                      " receipts were not printed within " +
                                                      std::to_string(timeout_ms) + " ms");
@@ -281,24 +278,16 @@ vanto_status vanto_emulator_receipt_png(const vanto_emulator_t* emulator, int64_
     return guarded(__func__, [&] {
         uint8_t*& outPng = required(png, "png");
         size_t& outSize = required(size, "size");
-        const auto receipt = printed(emulator, number);
-        std::vector<std::uint8_t> picture = receipt.rendered.png;
-        if (picture.empty() && !receipt.pngPath.empty()) {
-            std::ifstream file(receipt.pngPath, std::ios::binary);
-            if (!file) {
-                throw CApiError(VANTO_ERROR_IO, "cannot read " + receipt.pngPath);
-            }
-            picture.assign(std::istreambuf_iterator<char>(file), {});
-        }
-        if (picture.empty()) {
+        const auto picture = printed(emulator, number).picture();
+        if (!picture) {
             throw CApiError(VANTO_ERROR_INVALID,
                             "receipt " + std::to_string(number) +
-                                "'s picture is no longer in memory (the unit keeps the last " +
+                                "'s picture is neither in memory (the unit keeps the last " +
                                 std::to_string(vantoemu::ReceiptPipeline::RECEIPTS_WITH_PIXELS) +
-                                "; give it an out_dir to keep them all on disk)");
+                                ") nor on disk (give the unit an out_dir to keep them all)");
         }
-        outPng = OutBuffers::bytes(picture);
-        outSize = picture.size();
+        outPng = OutBuffers::bytes(*picture);
+        outSize = picture->size();
     });
 }
 

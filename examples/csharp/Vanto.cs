@@ -218,7 +218,8 @@ namespace VantoConnect
             return (DrawerStatus)status;
         }
 
-        // True when the open pulse was sent (the unit does not confirm that the drawer moved).
+        // True when the open pulse was queued: nothing confirms that it reached the unit or that
+        // the drawer moved (read CashDrawerStatus again to know).
         public bool OpenCashDrawer(bool validate = true)
         {
             Native.Check(Native.vanto_open_cash_drawer(handle, validate ? 1 : 0, out int sent));

@@ -70,7 +70,8 @@ typedef enum vanto_status {
     VANTO_ERROR_NOT_DELIVERED = 4,
     /* A wait of this API ran out; what was waited for may still happen later. */
     VANTO_ERROR_TIMEOUT = 5,
-    /* A file could not be read or written, or the emulated unit could not listen. */
+    /* The emulated unit could not listen, or read or write its own files. (A receipt or image
+     * file that cannot be read is VANTO_ERROR_INVALID.) */
     VANTO_ERROR_IO = 6,
     /* One of the library's fatal edges was reached on the calling thread, for example a unit
      * that closed the connection instead of answering. The call did not complete; the process
@@ -305,9 +306,10 @@ VANTO_API vanto_status vanto_disconnect(vanto_t* vanto);
 
 /* Blocks. VANTO_CASH_DRAWER_STATUS_OPENED or _CLOSED; VANTO_ERROR_UNIT when no status came. */
 VANTO_API vanto_status vanto_cash_drawer_status(vanto_t* vanto, int64_t* status);
-/* With validate non-zero, blocks to read the drawer and sends the open pulse only when it reads
- * closed; a failed read sends nothing. *pulse_sent is 1 when the pulse was sent (not that the
- * drawer moved: the unit does not confirm it). */
+/* With validate non-zero, blocks to read the drawer and queues the open pulse only when it
+ * reads closed; a failed read sends nothing. *pulse_sent is 1 when the pulse was handed to the
+ * connection's queue. Nothing confirms that it reached the unit (it is dropped silently after
+ * five failed attempts) or that the drawer moved: read the drawer's status to know. */
 VANTO_API vanto_status vanto_open_cash_drawer(vanto_t* vanto, int validate, int* pulse_sent);
 /* Sent without waiting; the unit does not confirm LED, light or USB requests. */
 VANTO_API vanto_status vanto_set_diagnostic_led(vanto_t* vanto, int64_t position, int64_t colour);
@@ -328,8 +330,12 @@ VANTO_API vanto_status vanto_printer_busy(vanto_t* vanto, int* busy);
  *   (status VANTO_ERROR_PRINTER_NOT_RESPONDING). Runs on the timer thread.
  * - on_report(user, report): the delivery report, right after on_completed or on_error, on the
  *   same thread. It is the last call for the receipt.
- * Any pointer may be NULL. Callbacks must return quickly (printing waits while they run) and
- * may call this API, for example vanto_print() for the next receipt from on_report.
+ * Any pointer may be NULL. Callbacks must return quickly, and must never wait: printing waits
+ * while they run, so a callback that waits for printing (vanto_print_and_wait, a blocking call
+ * to the unit, a wait for the emulated unit) waits for ever. From on_report, vanto_print() may
+ * queue the next receipt, when this one was sent (report->packets_sent > 0); after a receipt the
+ * queue gave up on, queue the next from a thread of your own a moment later (see the README's
+ * "Printing many receipts").
  * `user` must stay valid until the receipt's last call has returned: on_report when it is set,
  * otherwise on_completed or on_error. A unit that accepts a packet and never answers holds the
  * library's read for ever: then no last call comes, and `user` must stay valid for the life of
@@ -437,7 +443,8 @@ VANTO_API vanto_status vanto_emulator_events(const vanto_emulator_t* emulator, c
 /* Receipts are numbered 1, 2, 3, ... as they come off the paper. */
 VANTO_API vanto_status vanto_emulator_receipt_count(const vanto_emulator_t* emulator,
                                                     int64_t* count);
-/* Waits until `count` receipts have been printed since the unit was made. */
+/* Waits until `count` receipts have been printed since the unit was made; a negative timeout
+ * waits for ever. */
 VANTO_API vanto_status vanto_emulator_wait_for_receipts(const vanto_emulator_t* emulator,
                                                         int64_t count, int64_t timeout_ms);
 /* A receipt's paper as text (free with vanto_string_free) and as a PNG (free with

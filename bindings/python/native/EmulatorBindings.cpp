@@ -6,13 +6,13 @@
 
 #include <chrono>
 #include <cstdint>
-#include <fstream>
-#include <iterator>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Bindings.hpp"
+#include "GilFreeDelete.hpp"
 #include "emulator/EmulatedUnit.hpp"
 #include "emulator/UnitOptions.hpp"
 #include "emulator/UnitSnapshot.hpp"
@@ -29,36 +29,23 @@ py::bytes bytesOf(const std::vector<std::uint8_t>& data) {
     return py::bytes(reinterpret_cast<const char*>(data.data()), data.size());
 }
 
-// The unit keeps pictures in memory for its newest receipts only; with an output folder the
-// rest are still on disk.
-py::object pictureOf(const vantoemu::PrintedReceipt& receipt) {
-    if (!receipt.rendered.png.empty()) {
-        return bytesOf(receipt.rendered.png);
-    }
-    if (!receipt.pngPath.empty()) {
-        std::ifstream file(receipt.pngPath, std::ios::binary);
-        if (file) {
-            const std::string data{std::istreambuf_iterator<char>(file), {}};
-            if (!data.empty()) {
-                return py::bytes(data);
-            }
-        }
-    }
-    return py::none();
-}
-
 py::list receiptsOf(const EmulatedUnit& unit) {
     std::vector<vantoemu::PrintedReceipt> receipts;
+    std::vector<std::optional<std::vector<std::uint8_t>>> pictures;
     {
         const py::gil_scoped_release released;
         receipts = unit.receipts();
+        for (const auto& receipt : receipts) {
+            pictures.push_back(receipt.picture());
+        }
     }
     py::list out;
-    for (const auto& receipt : receipts) {
+    for (std::size_t i = 0; i < receipts.size(); ++i) {
+        const auto& receipt = receipts[i];
         py::dict fields;
         fields["number"] = receipt.number;
         fields["text"] = receipt.rendered.text;
-        fields["png"] = pictureOf(receipt);
+        fields["png"] = pictures[i] ? py::object(bytesOf(*pictures[i])) : py::object(py::none());
         fields["data"] = bytesOf(receipt.bytes);
         fields["packets"] = receipt.packets;
         fields["incomplete"] = receipt.incomplete;
@@ -117,12 +104,10 @@ vantoemu::ReplyMode replyMode(const std::string& word) {
 
 // The faults go in with the options, so the unit starts with them and its event log does not
 // open with a change for each.
-std::unique_ptr<EmulatedUnit> makeUnit(const std::string& bind, std::uint16_t port,
-                                       const std::string& outDir, std::size_t keep,
-                                       std::int64_t drawerCloseAfterMs,
-                                       const std::string& printerState, int printerNotReady,
-                                       int printerError, const std::string& reply, int corruptCrc,
-                                       std::int64_t delayMs, bool refuse) {
+std::unique_ptr<EmulatedUnit, GilFreeDelete> makeUnit(
+    const std::string& bind, std::uint16_t port, const std::string& outDir, std::size_t keep,
+    std::int64_t drawerCloseAfterMs, const std::string& printerState, int printerNotReady,
+    int printerError, const std::string& reply, int corruptCrc, std::int64_t delayMs, bool refuse) {
     vantoemu::UnitOptions options;
     options.bind = bind;
     options.port = port;
@@ -137,13 +122,14 @@ std::unique_ptr<EmulatedUnit> makeUnit(const std::string& bind, std::uint16_t po
     options.faults.replyDelay = milliseconds(delayMs);
     options.faults.refuseConnections = refuse;
     const py::gil_scoped_release released;
-    return std::make_unique<EmulatedUnit>(options);
+    return std::unique_ptr<EmulatedUnit, GilFreeDelete>(new EmulatedUnit(options));
 }
 
 }  // namespace
 
 void bindEmulator(py::module_& module) {
-    py::class_<EmulatedUnit>(module, "_Unit", "The emulated unit; use vantoconnect.Emulator.")
+    py::class_<EmulatedUnit, std::unique_ptr<EmulatedUnit, GilFreeDelete>>(
+        module, "_Unit", "The emulated unit; use vantoconnect.Emulator.")
         .def(py::init(&makeUnit), py::arg("bind"), py::arg("port"), py::arg("out_dir"),
              py::arg("keep"), py::arg("drawer_close_after_ms"), py::arg("printer_state"),
              py::arg("printer_not_ready"), py::arg("printer_error"), py::arg("reply"),

@@ -70,11 +70,13 @@ class Vanto:
         return DrawerStatus(self._facade.cash_drawer_status())
 
     def open_cash_drawer(self, validate: bool = True) -> bool:
-        """Pulses the drawer open and says whether the pulse was sent (not that it moved).
+        """Queues the drawer's open pulse and says whether it was queued.
 
         With ``validate`` the drawer is read first (blocking; ``VantoError`` when it cannot be)
-        and the pulse goes out only when it reads closed. Without, the pulse is sent at once
-        and nothing confirms it.
+        and the pulse is queued only when it reads closed. Without, it is queued at once. True
+        says no more than that: nothing confirms that the pulse reached the unit (it is dropped
+        silently after five failed attempts) or that the drawer moved. Read
+        ``cash_drawer_status()`` again to know.
         """
         return self._facade.open_cash_drawer(validate)
 
