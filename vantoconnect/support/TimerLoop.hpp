@@ -16,6 +16,9 @@ namespace vantoconnect {
 class TimerLoop {
   public:
     // Started on first use; stopped when the process exits (timers still waiting are dropped).
+    // An action still running then is given two seconds to end. One that does not (a poll of a
+    // unit that never answers) would hold the exit for ever, so the process ends at that point
+    // with its exit status, skipping the exit handlers registered before the loop started.
     static TimerLoop& shared();
 
     ~TimerLoop();

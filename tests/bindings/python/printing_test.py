@@ -1,9 +1,10 @@
 """Printing against the emulated unit: the future and its report, callbacks from the library's
 threads, user code that fails there, receipts the unit refuses or the queue gives up on, many
-receipts in a row, and asyncio."""
+receipts in a row, asyncio, and a program that exits while a silent unit holds a poll."""
 
 import asyncio
 import pathlib
+import subprocess
 import sys
 import threading
 from concurrent.futures import Future
@@ -147,3 +148,30 @@ def test_the_future_can_be_awaited(vanto: vc.Vanto) -> None:
     first, second = asyncio.run(print_two())
     assert first.all_acknowledged and second.all_acknowledged
     assert second.receipt_id == first.receipt_id + 1
+
+
+PROGRAM_LEFT_BY_A_SILENT_UNIT = """
+import socket, sys
+import vantoconnect as vc
+
+silent = socket.socket()
+silent.bind(("127.0.0.1", 0))
+silent.listen()  # connections complete in the backlog; nothing is ever read or answered
+port = silent.getsockname()[1]
+silent.detach()  # open until the process is gone: a unit that closes is another story
+receipt = vc.Receipt()
+receipt.add_text("never answered")
+future = vc.Vanto(address="127.0.0.1", port=port).print(receipt)
+try:
+    future.result(timeout=0.5)
+except TimeoutError:
+    sys.exit(7)
+"""
+
+
+def test_a_program_waiting_on_a_silent_unit_still_exits_with_its_own_status() -> None:
+    # The library's poll blocks in a read nothing can interrupt; the exit must not wait for it.
+    done = subprocess.run([sys.executable, "-c", PROGRAM_LEFT_BY_A_SILENT_UNIT],
+                          capture_output=True, text=True, timeout=60)
+    assert done.returncode == 7, done.stderr
+    assert "the process ends without it" in done.stderr

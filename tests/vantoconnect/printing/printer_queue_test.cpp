@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <memory>
 #include <numeric>
 #include <string>
@@ -147,6 +148,22 @@ TEST_F(PrinterQueueDeathTest, BurstOfThirtyTwoHeldUpReceiptsEndsTheProcessOnTheT
             std::this_thread::sleep_for(std::chrono::seconds(30));
         },
         "Index out of range");
+}
+
+// No call can interrupt a poll's read of a unit that never answers, yet a program that ends
+// then must end, with its own status, instead of waiting in the exit for ever.
+TEST_F(PrinterQueueDeathTest, ExitWhileAPollWaitsOnASilentUnitEndsWithTheProgramsStatus) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    unit.setDefaultReply({});
+    EXPECT_EXIT(
+        {
+            queue.addToQueue(receiptSaying("never answered"), nullptr);
+            if (!unit.waitForRequests(1)) {
+                std::_Exit(99);
+            }
+            std::exit(7);
+        },
+        ::testing::ExitedWithCode(7), "poll had not ended 2 s into the exit");
 }
 
 // Give-ups take receipts in submission order, each once, whatever the timing of submissions
