@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "vantoconnect/VantoError.hpp"
-#include "vantoconnect/connection/GenericConnectionManager.hpp"
+#include "vantoconnect/connection/AbstractConnectionManager.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/ByteLump.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkDecoder16.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkEncoder.hpp"
@@ -29,7 +29,7 @@ constexpr std::size_t CASH_DRAWER_MIN_CONTENT = 8;
 }  // namespace
 
 VantoConfigurationController::VantoConfigurationController(
-    std::shared_ptr<GenericConnectionManager> mPort)
+    std::shared_ptr<AbstractConnectionManager> mPort)
     : mPort(std::move(mPort)), linkEncoder(std::make_unique<LinkEncoder>()) {
     linkEncoder->setCRCEnable(true);
     linkEncoder->setLengthSize(LinkEncoder::LENGTH_12BIT);

@@ -6,14 +6,14 @@
 
 namespace vantoconnect {
 
-class GenericConnectionManager;
+class AbstractConnectionManager;
 class LinkEncoder;
 class ORBAMessage;
 
 // USB power, the cash drawer pulse and the cash drawer sensor.
 class VantoConfigurationController {
   public:
-    explicit VantoConfigurationController(std::shared_ptr<GenericConnectionManager> mPort);
+    explicit VantoConfigurationController(std::shared_ptr<AbstractConnectionManager> mPort);
     ~VantoConfigurationController();
     VantoConfigurationController(const VantoConfigurationController&) = delete;
     VantoConfigurationController& operator=(const VantoConfigurationController&) = delete;
@@ -32,7 +32,7 @@ class VantoConfigurationController {
     void setUSBPower(std::int64_t setting);
     void writeFrame(const ORBAMessage& message);
 
-    std::shared_ptr<GenericConnectionManager> mPort;
+    std::shared_ptr<AbstractConnectionManager> mPort;
     std::unique_ptr<LinkEncoder> linkEncoder;
     std::mutex encoderMutex;
 };

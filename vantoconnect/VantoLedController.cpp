@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "vantoconnect/connection/GenericConnectionManager.hpp"
+#include "vantoconnect/connection/AbstractConnectionManager.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkEncoder.hpp"
 #include "vantoconnect/orbaprotocol/messages/MessageBuilder.hpp"
 #include "vantoconnect/orbaprotocol/messages/SetIOStateMessage.hpp"
@@ -24,7 +24,7 @@ struct CosmeticLines {
 }  // namespace
 
 VantoLedController::VantoLedController(
-    std::shared_ptr<GenericConnectionManager> abstractConnectionManager)
+    std::shared_ptr<AbstractConnectionManager> abstractConnectionManager)
     : mPort(std::move(abstractConnectionManager)), linkEncoder(std::make_unique<LinkEncoder>()) {
     linkEncoder->setCRCEnable(true);
     linkEncoder->setLengthSize(LinkEncoder::LENGTH_12BIT);

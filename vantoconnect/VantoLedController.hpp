@@ -6,7 +6,7 @@
 
 namespace vantoconnect {
 
-class GenericConnectionManager;
+class AbstractConnectionManager;
 class LinkEncoder;
 class ORBAMessage;
 
@@ -14,7 +14,7 @@ class ORBAMessage;
 class VantoLedController {
   public:
     explicit VantoLedController(
-        std::shared_ptr<GenericConnectionManager> abstractConnectionManager);
+        std::shared_ptr<AbstractConnectionManager> abstractConnectionManager);
     ~VantoLedController();
     VantoLedController(const VantoLedController&) = delete;
     VantoLedController& operator=(const VantoLedController&) = delete;
@@ -32,7 +32,7 @@ class VantoLedController {
   private:
     void writeFrame(const ORBAMessage& message);
 
-    std::shared_ptr<GenericConnectionManager> mPort;
+    std::shared_ptr<AbstractConnectionManager> mPort;
     // One encoder for every request; encoding runs on the caller's thread, so it is locked.
     std::unique_ptr<LinkEncoder> linkEncoder;
     std::mutex encoderMutex;

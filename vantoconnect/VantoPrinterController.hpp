@@ -9,7 +9,7 @@
 
 namespace vantoconnect {
 
-class GenericConnectionManager;
+class AbstractConnectionManager;
 class VantoDeliveryListener;
 class VantoError;
 class VantoPrinterCallback;
@@ -27,7 +27,7 @@ class VantoPrinterController {
   public:
     static constexpr std::int64_t PACKET_SIZE_TCP = 1024;
 
-    explicit VantoPrinterController(std::shared_ptr<GenericConnectionManager> mPort);
+    explicit VantoPrinterController(std::shared_ptr<AbstractConnectionManager> mPort);
     virtual ~VantoPrinterController();
     VantoPrinterController(const VantoPrinterController&) = delete;
     VantoPrinterController& operator=(const VantoPrinterController&) = delete;
@@ -74,11 +74,11 @@ class VantoPrinterController {
     void notifyPrinterStarted(const std::shared_ptr<VantoPrinterCallback>& callback);
     // Runs on the connection's work queue and needs nothing of the controller, so an
     // application may drop the controller while a job is still queued.
-    static void notifyPrinterCompleted(GenericConnectionManager& port,
+    static void notifyPrinterCompleted(AbstractConnectionManager& port,
                                        const std::shared_ptr<VantoPrinterCallback>& callback);
 
     std::atomic<std::int8_t> tagNumber{0};
-    std::shared_ptr<GenericConnectionManager> mPort;
+    std::shared_ptr<AbstractConnectionManager> mPort;
 };
 
 }  // namespace vantoconnect

@@ -26,8 +26,8 @@
 #include <optional>
 #include <string>
 
-#include "vantoconnect/VantoConnectionManager.hpp"
 #include "vantoconnect/VantoMessageResponse.hpp"
+#include "vantoconnect/connection/AbstractConnectionManager.hpp"
 #include "vantoconnect/connection/ResponseMatcher.hpp"
 #include "vantoconnect/connection/WriteOutcome.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkDecoder16.hpp"
@@ -38,7 +38,7 @@
 
 namespace vantoconnect {
 
-class GenericConnectionManager : public VantoConnectionManager,
+class GenericConnectionManager : public AbstractConnectionManager,
                                  public std::enable_shared_from_this<GenericConnectionManager> {
   public:
     static constexpr std::int64_t STATUS_NOT_INITIALISED = -1;
@@ -69,23 +69,27 @@ class GenericConnectionManager : public VantoConnectionManager,
     std::string getConnectionIPAddress() override;
     void setConnectionIPAddress(const std::string& IPAddress) override;
 
-    void write(const Bytes& buffer, bool resendForAcknowledged);
+    void write(const Bytes& buffer, bool resendForAcknowledged) override;
     // The same exchange, on the wire and on the console, and then `onDone` on the serial queue
     // with what the attempts saw. It is not called when the body never ends: a read that waits
     // for an answer has no time limit, and a connection closed under it stops the process.
     void write(const Bytes& buffer, bool resendForAcknowledged,
-               std::function<void(const WriteOutcome&)> onDone);
-    VantoMessageResponse writeAndResponse(const Bytes& buffer);
+               std::function<void(const WriteOutcome&)> onDone) override;
+    VantoMessageResponse writeAndResponse(const Bytes& buffer) override;
     // packageExpected is a message type; defaultMaxTimeout is in milliseconds and is looked at
     // only after each read, so a silent unit holds the caller indefinitely.
     Bytes writeAndResponseRaw(const Bytes& buffer, std::int8_t packageExpected,
-                              std::int64_t defaultMaxTimeout);
+                              std::int64_t defaultMaxTimeout) override;
 
     // Closes the current connection, if any.
     void disconnect() override;
 
     // The serial queue that runs write bodies; work submitted to it runs after them.
-    SerialQueue& getQueue() noexcept { return queue; }
+    SerialQueue& getQueue() noexcept override { return queue; }
+
+    // VantoPort, for callers that see the manager through its abstract base.
+    std::int32_t getConnectionPort() override { return VantoPort.load(); }
+    void setConnectionPort(std::int32_t port) override { VantoPort.store(port); }
 
   protected:
     // The pause after an unrecognised answer. Tests override it; the product really sleeps.

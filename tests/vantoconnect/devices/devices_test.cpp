@@ -29,7 +29,7 @@ class VantoProbe {
   public:
     static void usePrinterController(Vanto& vanto,
                                      std::function<std::shared_ptr<VantoPrinterController>(
-                                         std::shared_ptr<GenericConnectionManager>)>
+                                         std::shared_ptr<AbstractConnectionManager>)>
                                          make) {
         vanto.vantoPrinterController = make(vanto.mPort);
     }
@@ -199,7 +199,7 @@ TEST_F(DevicesTest, ValidatedOpenOfAnOpenDrawerSendsNothing) {
 // A printer controller whose busy query ends as the test says, without asking any unit.
 class ScriptedBusyController : public VantoPrinterController {
   public:
-    ScriptedBusyController(std::shared_ptr<GenericConnectionManager> port,
+    ScriptedBusyController(std::shared_ptr<AbstractConnectionManager> port,
                            std::function<bool()> answer)
         : VantoPrinterController(std::move(port)), answer(std::move(answer)) {}
     bool isPrinterBusy() override { return answer(); }
