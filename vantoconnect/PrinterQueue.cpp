@@ -65,6 +65,15 @@ std::uint64_t PrinterQueue::addToQueue(std::shared_ptr<VantoReceipt> receipt,
     return receiptId;
 }
 
+bool PrinterQueue::cancel(std::uint64_t /*receiptId*/) {
+    return false;
+}
+
+std::size_t PrinterQueue::waitingReceipts() const {
+    std::lock_guard lock(STATE_MUTEX);
+    return QUEUE.size();
+}
+
 void PrinterQueue::schedule(double interval) const {
     // The timer holds its own copy of the queue object: all the state it reaches is shared, so
     // the copy polls exactly as this instance would, even after this one is gone.

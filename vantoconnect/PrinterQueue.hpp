@@ -7,6 +7,8 @@
 #include <mutex>
 #include <vector>
 
+#include "vantoconnect/ReceiptQueue.hpp"
+
 namespace vantoconnect {
 
 class VantoDeliveryListener;
@@ -29,8 +31,9 @@ class VantoReceipt;
 // receipt submitted while a poll is deciding is never the one dropped.
 //
 // Every submission is given a receipt id (1, 2, 3, ... for the process); a receipt submitted
-// with a VantoDeliveryListener gets its delivery report right after its last callback.
-class PrinterQueue {
+// with a VantoDeliveryListener gets its delivery report right after its last callback. A receipt
+// cannot be withdrawn once queued.
+class PrinterQueue : public ReceiptQueue {
   public:
     explicit PrinterQueue(std::shared_ptr<VantoPrinterController> controller);
 
@@ -45,7 +48,11 @@ class PrinterQueue {
     // Returns the receipt id.
     std::uint64_t addToQueue(std::shared_ptr<VantoReceipt> receipt,
                              std::shared_ptr<VantoPrinterCallback> callback,
-                             std::shared_ptr<VantoDeliveryListener> listener);
+                             std::shared_ptr<VantoDeliveryListener> listener) override;
+    // Always false: nothing here withdraws a queued receipt.
+    bool cancel(std::uint64_t receiptId) override;
+    // The receipts of the whole process, as every instance shares them.
+    std::size_t waitingReceipts() const override;
 
     // One poll; the timers call it on the timer thread.
     void runPrintingRoutine();

@@ -9,8 +9,22 @@
 #include "vantoconnect/VantoLedController.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
+#include "vantoconnect/resilient/LogSink.hpp"
+#include "vantoconnect/resilient/ResilientConnectionManager.hpp"
+#include "vantoconnect/resilient/ResilientOptions.hpp"
+#include "vantoconnect/resilient/ResilientPrinterQueue.hpp"
+#include "vantoconnect/resilient/StopSignal.hpp"
+#include "vantoconnect/support/Console.hpp"
 
 namespace vantoconnect {
+namespace {
+
+// Lines written while a facade call runs on the caller's thread go where the facade's go.
+ConsoleRedirect linesOf(const std::shared_ptr<const LogSink>& log) {
+    return ConsoleRedirect(log ? &log->consoleSink() : nullptr);
+}
+
+}  // namespace
 
 Vanto::Vanto()
     : mPort(std::make_shared<GenericConnectionManager>()),
@@ -19,6 +33,18 @@ Vanto::Vanto()
       vantoConfigurationController(std::make_shared<VantoConfigurationController>(mPort)),
       printerQueue(std::make_shared<PrinterQueue>(vantoPrinterController)) {}
 
+// The resilient profile: its own connection manager and printer queue, one stop signal that
+// ends both at once, and the same controllers, which build the same messages for either.
+Vanto::Vanto(const ResilientOptions& options) : mLog(std::make_shared<LogSink>(options.log)) {
+    auto stop = std::make_shared<StopSignal>();
+    auto port = std::make_shared<ResilientConnectionManager>(options, mLog, stop);
+    mPort = port;
+    vantoLedController = std::make_shared<VantoLedController>(mPort);
+    vantoPrinterController = std::make_shared<VantoPrinterController>(mPort);
+    vantoConfigurationController = std::make_shared<VantoConfigurationController>(mPort);
+    printerQueue = std::make_shared<ResilientPrinterQueue>(port, options, mLog, std::move(stop));
+}
+
 Vanto::~Vanto() = default;
 
 std::shared_ptr<VantoConnectionManager> Vanto::getConnectionManager() {
@@ -26,6 +52,7 @@ std::shared_ptr<VantoConnectionManager> Vanto::getConnectionManager() {
 }
 
 std::int64_t Vanto::cashDrawerStatus() {
+    const auto lines = linesOf(mLog);
     return vantoConfigurationController->cashDrawerStatus();
 }
 
@@ -34,6 +61,7 @@ bool Vanto::openCashDrawer() {
 }
 
 bool Vanto::openCashDrawer(bool validateCashDrawerStatus) {
+    const auto lines = linesOf(mLog);
     if (!validateCashDrawerStatus) {
         vantoConfigurationController->openCashDrawer();
         return true;
@@ -46,14 +74,17 @@ bool Vanto::openCashDrawer(bool validateCashDrawerStatus) {
 }
 
 void Vanto::setDiagnosticLed(std::int64_t position, std::int64_t colour) {
+    const auto lines = linesOf(mLog);
     vantoLedController->setDiagnosticLed(position, colour);
 }
 
 void Vanto::setCosmeticLedCol(std::int64_t colour) {
+    const auto lines = linesOf(mLog);
     vantoLedController->setCosmeticLedCol(colour);
 }
 
 bool Vanto::printerBusy() {
+    const auto lines = linesOf(mLog);
     try {
         return vantoPrinterController->isPrinterBusy();
     } catch (const VantoError&) {
@@ -63,12 +94,13 @@ bool Vanto::printerBusy() {
 
 void Vanto::print(std::shared_ptr<VantoReceipt> receipt,
                   std::shared_ptr<VantoPrinterCallback> callback) {
-    printerQueue->addToQueue(std::move(receipt), std::move(callback));
+    print(std::move(receipt), std::move(callback), nullptr);
 }
 
 std::uint64_t Vanto::print(std::shared_ptr<VantoReceipt> receipt,
                            std::shared_ptr<VantoPrinterCallback> callback,
                            std::shared_ptr<VantoDeliveryListener> listener) {
+    const auto lines = linesOf(mLog);
     return printerQueue->addToQueue(std::move(receipt), std::move(callback), std::move(listener));
 }
 
@@ -77,11 +109,22 @@ void Vanto::print(std::shared_ptr<VantoReceipt> receipt) {
 }
 
 void Vanto::enableUSB() {
+    const auto lines = linesOf(mLog);
     vantoConfigurationController->enableUSB();
 }
 
 void Vanto::disableUSB() {
+    const auto lines = linesOf(mLog);
     vantoConfigurationController->disableUSB();
+}
+
+bool Vanto::cancel(std::uint64_t receiptId) {
+    const auto lines = linesOf(mLog);
+    return printerQueue->cancel(receiptId);
+}
+
+std::size_t Vanto::waitingReceipts() {
+    return printerQueue->waitingReceipts();
 }
 
 }  // namespace vantoconnect

@@ -1,12 +1,15 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 
 namespace vantoconnect {
 
-class GenericConnectionManager;
-class PrinterQueue;
+class AbstractConnectionManager;
+class LogSink;
+class ReceiptQueue;
+struct ResilientOptions;
 class VantoConfigurationController;
 class VantoConnectionManager;
 class VantoDeliveryListener;
@@ -17,10 +20,25 @@ class VantoReceipt;
 
 // The one object an application creates to drive a Vanto unit.
 //
-// Creating it opens no connection: every request connects anew to the address set through
-// getConnectionManager()->setConnectionIPAddress(...). Every operation except print() runs on
-// the calling thread and may block it for a long time when the unit does not answer, so call
-// them off the user-interface thread.
+// Creating it opens no connection: every request connects anew. Every operation except print()
+// runs on the calling thread and blocks it while the unit is asked, so call them off the
+// user-interface thread.
+//
+// It comes in two profiles, chosen when it is made:
+//   Vanto()                          the classic behaviour, exactly: the address is set through
+//                                    getConnectionManager()->setConnectionIPAddress(...); reads
+//                                    have no time limit; a unit that closes a connection while
+//                                    an answer is awaited ends the process; the printer-status
+//                                    query leaves its connection open; one printer queue serves
+//                                    the whole process; lines go to standard output.
+//   Vanto(ResilientOptions{...})     for tills that run for days: address, port and time limits
+//                                    given at once; every connection closed when its exchange
+//                                    ends; every failure of the unit or the network is reported
+//                                    (VantoError, the printer callback, the delivery report),
+//                                    never the end of the process; a printer queue of its own
+//                                    that starts at once and can withdraw waiting receipts;
+//                                    lines go to ResilientOptions::log.
+// See ResilientConnectionManager and ResilientPrinterQueue for the details of the second.
 class Vanto {
   public:
     static constexpr std::int64_t CUT_TYPE_FULL = 0;
@@ -47,6 +65,9 @@ class Vanto {
     static constexpr std::int64_t CASH_DRAWER_STATUS_CLOSED = 1;
 
     Vanto();
+    explicit Vanto(const ResilientOptions& options);
+    // Resilient: receipts still waiting are reported cancelled and one being sent is cut short
+    // at once; nothing waits on the unit. Classic: queued receipts go on printing.
     ~Vanto();
     Vanto(const Vanto&) = delete;
     Vanto& operator=(const Vanto&) = delete;
@@ -88,14 +109,23 @@ class Vanto {
     void enableUSB();
     void disableUSB();
 
+    // Withdraws a receipt that is still waiting to be sent: it is reported with onPrinterError
+    // (VantoError CANCELLED) and a report whose `cancelled` is set, before this returns. False
+    // when it is no longer waiting, and always in the classic profile, which cannot withdraw one.
+    bool cancel(std::uint64_t receiptId);
+    // Receipts queued and not yet being sent (classic: those of the whole process).
+    std::size_t waitingReceipts();
+
   private:
     friend class VantoProbe;  // lets tests put a printer controller of their own in place
 
-    std::shared_ptr<GenericConnectionManager> mPort;
+    // Where this facade's lines go; null leaves them to the console (standard output).
+    std::shared_ptr<const LogSink> mLog;
+    std::shared_ptr<AbstractConnectionManager> mPort;
     std::shared_ptr<VantoLedController> vantoLedController;
     std::shared_ptr<VantoPrinterController> vantoPrinterController;
     std::shared_ptr<VantoConfigurationController> vantoConfigurationController;
-    std::shared_ptr<PrinterQueue> printerQueue;
+    std::shared_ptr<ReceiptQueue> printerQueue;
 };
 
 }  // namespace vantoconnect

@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include "vantoconnect/connection/WriteOutcome.hpp"
+
 namespace vantoconnect {
 namespace {
 
@@ -11,7 +13,28 @@ std::string packets(std::int64_t count) {
 
 }  // namespace
 
+void VantoDeliveryReport::countPacket(const WriteOutcome& outcome) {
+    if (outcome.delivered) {
+        ++packetsAcknowledged;
+    } else if (outcome.unrecognised > 0) {
+        ++packetsUnrecognised;
+    } else if (outcome.unanswered > 0) {
+        ++packetsUnanswered;
+    } else if (outcome.refused > 0) {
+        ++packetsRefused;
+    } else {
+        ++packetsNotSent;
+    }
+}
+
+void VantoDeliveryReport::settle() {
+    allAcknowledged = packetsSent > 0 && packetsAcknowledged == packetsSent && endOfJobSent;
+}
+
 std::string VantoDeliveryReport::summary() const {
+    if (cancelled) {
+        return "cancelled before it was sent; nothing was printed";
+    }
     if (allAcknowledged) {
         return "all " + packets(packetsSent) + " acknowledged";
     }
@@ -26,6 +49,10 @@ std::string VantoDeliveryReport::summary() const {
     if (packetsUnrecognised > 0) {
         parts.push_back("the unit gave no recognisable answer to " +
                         std::to_string(packetsUnrecognised) + of + " packets");
+    }
+    if (packetsUnanswered > 0) {
+        parts.push_back(std::to_string(packetsUnanswered) + of +
+                        " packets went out but no answer came (they may have printed)");
     }
     if (packetsNotSent > 0) {
         parts.push_back(std::to_string(packetsNotSent) + of +

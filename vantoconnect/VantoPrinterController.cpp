@@ -1,9 +1,9 @@
 #include "vantoconnect/VantoPrinterController.hpp"
 
-#include <algorithm>
 #include <string>
 #include <utility>
 
+#include "vantoconnect/PrinterPackets.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/ReceiptComposer.hpp"
 #include "vantoconnect/VantoDeliveryListener.hpp"
@@ -11,11 +11,11 @@
 #include "vantoconnect/VantoMessageResponse.hpp"
 #include "vantoconnect/VantoPrinterCallback.hpp"
 #include "vantoconnect/VantoReceipt.hpp"
-#include "vantoconnect/connection/GenericConnectionManager.hpp"
+#include "vantoconnect/connection/AbstractConnectionManager.hpp"
 #include "vantoconnect/orbaprotocol/messages/MessageBuilder.hpp"
-#include "vantoconnect/orbaprotocol/messages/SwitchDataMessage.hpp"
 #include "vantoconnect/support/Console.hpp"
 #include "vantoconnect/support/Fatal.hpp"
+#include "vantoconnect/support/SerialQueue.hpp"
 
 namespace vantoconnect {
 
@@ -25,27 +25,13 @@ struct VantoPrinterController::Delivery {
     VantoDeliveryReport report;
     std::shared_ptr<VantoDeliveryListener> listener;
 
-    void count(const WriteOutcome& outcome) {
-        if (outcome.delivered) {
-            ++report.packetsAcknowledged;
-        } else if (outcome.unrecognised > 0) {
-            ++report.packetsUnrecognised;
-        } else if (outcome.refused > 0) {
-            ++report.packetsRefused;
-        } else {
-            ++report.packetsNotSent;
-        }
-    }
-
     void deliver() {
-        report.allAcknowledged = report.packetsSent > 0 &&
-                                 report.packetsAcknowledged == report.packetsSent &&
-                                 report.endOfJobSent;
+        report.settle();
         listener->onDeliveryReport(report);
     }
 };
 
-VantoPrinterController::VantoPrinterController(std::shared_ptr<GenericConnectionManager> mPort)
+VantoPrinterController::VantoPrinterController(std::shared_ptr<AbstractConnectionManager> mPort)
     : mPort(std::move(mPort)) {}
 
 VantoPrinterController::~VantoPrinterController() = default;
@@ -106,41 +92,12 @@ void VantoPrinterController::printGroups(const std::vector<Bytes>& groups,
 }
 
 std::vector<Bytes> VantoPrinterController::wrapContent(const std::vector<Bytes>& contents) const {
-    constexpr auto packetSize = static_cast<std::size_t>(PACKET_SIZE_TCP);
-    std::vector<Bytes> packets;
-    Bytes buffer(packetSize, 0);
-    std::size_t used = 0;
-    for (const Bytes& group : contents) {
-        if (group.empty()) {
-            fatalError(fatal::EMPTY_RANGE);
-        }
-        if (used + group.size() > packetSize) {
-            packets.emplace_back(buffer.begin(),
-                                 buffer.begin() + static_cast<std::ptrdiff_t>(used));
-            std::fill(buffer.begin(), buffer.end(), 0);
-            used = 0;
-        }
-        if (group.size() > packetSize) {
-            fatalError(fatal::INDEX_OUT_OF_RANGE);
-        }
-        std::copy(group.begin(), group.end(), buffer.begin() + static_cast<std::ptrdiff_t>(used));
-        used += group.size();
-    }
-    if (used > 0) {
-        packets.emplace_back(buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(used));
-    }
-    return packets;
+    return PrinterPackets::wrap(contents);
 }
 
 bool VantoPrinterController::isPrinterBusy() {
-    SwitchDataMessage message{Bytes{}};
-    const Bytes bytes = MessageBuilder(message)
-                            .withDestinyChannel(MessageBuilder::CHANNEL_UART1_PRINTER)
-                            .withDestinynode(MessageBuilder::NODE_VANTO_BRAIN_UNIT)
-                            .withType(MessageBuilder::GET_PORT_CONTROL_STATE_COMMAND)
-                            .withTagNumber(0)
-                            .build();
-    return mPort->writeAndResponse(bytes) != VantoMessageResponse::PRINTER_STATUS_OK;
+    return mPort->writeAndResponse(PrinterPackets::busyQueryFrame()) !=
+           VantoMessageResponse::PRINTER_STATUS_OK;
 }
 
 void VantoPrinterController::printConfigPage() {
@@ -154,27 +111,18 @@ void VantoPrinterController::sendToPrinterBuffer(const Bytes& b, std::int8_t cha
 
 void VantoPrinterController::sendPacket(const Bytes& b, std::int8_t channel,
                                         const std::shared_ptr<Delivery>& delivery) {
-    SwitchDataMessage message{b};
-    const Bytes bytes = MessageBuilder(message)
-                            .withDestinyChannel(channel)
-                            .withDestinynode(MessageBuilder::NODE_VANTO_BRAIN_UNIT)
-                            .withTagNumber(getNextSequenceNumber())
-                            .build();
+    const Bytes bytes = PrinterPackets::dataFrame(b, channel, getNextSequenceNumber());
     if (!delivery) {
         mPort->write(bytes, true);
         return;
     }
-    mPort->write(bytes, true,
-                 [delivery](const WriteOutcome& outcome) { delivery->count(outcome); });
+    mPort->write(bytes, true, [delivery](const WriteOutcome& outcome) {
+        delivery->report.countPacket(outcome);
+    });
 }
 
 void VantoPrinterController::sendMessageFinished(const std::shared_ptr<Delivery>& delivery) {
-    SwitchDataMessage message{Bytes{0x00}};
-    const Bytes bytes = MessageBuilder(message)
-                            .withDestinyChannel(MessageBuilder::CHANNEL_UART1_PRINTER)
-                            .withDestinynode(MessageBuilder::NODE_VANTO_BRAIN_UNIT)
-                            .withTagNumber(0)
-                            .build();
+    const Bytes bytes = PrinterPackets::endOfJobFrame();
     if (!delivery) {
         mPort->write(bytes, false);
         return;
@@ -185,11 +133,7 @@ void VantoPrinterController::sendMessageFinished(const std::shared_ptr<Delivery>
 }
 
 std::int8_t VantoPrinterController::getNextSequenceNumber() {
-    // Tag 0 marks control messages, so data packets cycle through 1..15 only.
-    std::int8_t next = static_cast<std::int8_t>(tagNumber.load() + 1);
-    if (next > 15) {
-        next = 1;
-    }
+    const std::int8_t next = PrinterPackets::nextTag(tagNumber.load());
     tagNumber.store(next);
     return next;
 }
@@ -207,7 +151,7 @@ void VantoPrinterController::notifyPrinterStarted(
 }
 
 void VantoPrinterController::notifyPrinterCompleted(
-    GenericConnectionManager& port, const std::shared_ptr<VantoPrinterCallback>& callback) {
+    AbstractConnectionManager& port, const std::shared_ptr<VantoPrinterCallback>& callback) {
     consoleLine("Printer completed.");
     if (callback) {
         callback->onPrinterCompleted(port.getConnectionIPAddress());

@@ -1,8 +1,9 @@
 #pragma once
 
 // A printer callback and delivery listener that records every call as "kind detail" ("started
-// 127.0.0.1", "error PRINTER_NOT_RESPONDING", "report 2/0/0/0 of 2, end sent, all acknowledged") in arrival
-// order, from whichever thread it comes, so a test compares the whole story in one assertion.
+// 127.0.0.1", "error PRINTER_NOT_RESPONDING", "report 2/0/0/0 of 2, end sent, all acknowledged") in
+// arrival order, from whichever thread it comes, so a test compares the whole story in one
+// assertion.
 
 #include <chrono>
 #include <condition_variable>
@@ -34,7 +35,11 @@ class RecordingCallback : public VantoPrinterCallback, public VantoDeliveryListe
             std::to_string(report.packetsUnrecognised) + "/" +
             std::to_string(report.packetsNotSent) + " of " + std::to_string(report.packetsSent) +
             (report.endOfJobSent ? ", end sent" : ", end not sent") +
-            (report.allAcknowledged ? ", all acknowledged" : ""));
+            (report.packetsUnanswered > 0
+                 ? ", " + std::to_string(report.packetsUnanswered) + " unanswered"
+                 : "") +
+            (report.allAcknowledged ? ", all acknowledged" : "") +
+            (report.cancelled ? ", cancelled" : ""));
     }
 
     std::vector<VantoDeliveryReport> reports() const {

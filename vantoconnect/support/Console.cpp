@@ -32,9 +32,28 @@ void writeAll(std::string_view text) {
         text.remove_prefix(static_cast<std::size_t>(n));
     }
 }
+
+// The sink of the innermost live ConsoleRedirect of this thread, if any.
+thread_local const ConsoleSink* redirected = nullptr;
 }  // namespace
 
+ConsoleRedirect::ConsoleRedirect(const ConsoleSink* sink) noexcept : mPrevious(redirected) {
+    if (sink != nullptr) {
+        redirected = sink;
+    }
+}
+
+ConsoleRedirect::~ConsoleRedirect() {
+    redirected = mPrevious;
+}
+
 void consoleLine(std::string_view line) {
+    if (redirected != nullptr) {
+        if (*redirected) {
+            (*redirected)(line);
+        }
+        return;
+    }
     std::lock_guard<std::mutex> lock(consoleMutex());
     if (consoleSink()) {
         consoleSink()(line);

@@ -17,4 +17,19 @@ void consoleLine(std::string_view line);
 using ConsoleSink = std::function<void(std::string_view line)>;
 void setConsoleSink(ConsoleSink sink);
 
+// While it lives, lines written on the constructing thread go to `sink` instead of the
+// process-wide destination above; an empty sink drops them. A null pointer changes nothing, so
+// code that may or may not have a sink of its own can always make one. Redirects nest. The sink
+// must outlive the redirect, and is called outside the console lock: it serialises on its own.
+class ConsoleRedirect {
+  public:
+    explicit ConsoleRedirect(const ConsoleSink* sink) noexcept;
+    ~ConsoleRedirect();
+    ConsoleRedirect(const ConsoleRedirect&) = delete;
+    ConsoleRedirect& operator=(const ConsoleRedirect&) = delete;
+
+  private:
+    const ConsoleSink* mPrevious;
+};
+
 }  // namespace vantoconnect
