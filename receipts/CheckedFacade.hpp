@@ -9,13 +9,17 @@
 // Most calls block on the unit, and the rest take library locks that the library's threads hold
 // while they call back: bindings call it without holding an interpreter lock.
 
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "receipts/CheckedReceipt.hpp"
 #include "vantoconnect/Vanto.hpp"
-#include "vantoconnect/connection/GenericConnectionManager.hpp"
+#include "vantoconnect/connection/AbstractConnectionManager.hpp"
 
 namespace vantoconnect {
 class VantoDeliveryListener;
@@ -24,10 +28,28 @@ class VantoPrinterCallback;
 
 namespace vantoreceipts {
 
+// Which of the library's two facades a binding drives. Resilient is every binding's default.
+enum class Profile {
+    Resilient,  // Vanto(ResilientOptions): for tills that run for days
+    Classic,    // Vanto(): the library's classic behaviour, hazards included
+};
+
+struct FacadeOptions {
+    Profile profile = Profile::Resilient;
+    // Empty: the unit's own address on its Wi-Fi network.
+    std::string address{};
+    std::int32_t port = 8080;
+    // The resilient profile's limits (the classic one has none) and where its lines go (the
+    // classic one writes them to standard output, or to the process-wide console sink).
+    std::chrono::milliseconds readTimeout{5000};
+    std::chrono::milliseconds connectTimeout{3000};
+    std::function<void(std::string_view line)> log{};
+};
+
 class CheckedFacade {
   public:
-    // Vanto(): opens nothing, keeps the library's default address and port 8080.
-    CheckedFacade();
+    // Opens nothing. A port outside 1...65535 is refused with ReceiptInputError.
+    explicit CheckedFacade(const FacadeOptions& options = {});
     CheckedFacade(const CheckedFacade&) = delete;
     CheckedFacade& operator=(const CheckedFacade&) = delete;
 
@@ -52,11 +74,17 @@ class CheckedFacade {
     std::uint64_t print(const CheckedReceipt& receipt,
                         std::shared_ptr<vantoconnect::VantoPrinterCallback> callback,
                         std::shared_ptr<vantoconnect::VantoDeliveryListener> listener);
+    // Vanto::cancel and Vanto::waitingReceipts.
+    bool cancel(std::uint64_t receiptId);
+    std::size_t waitingReceipts();
+
+    Profile profile() const noexcept { return mProfile; }
 
   private:
-    vantoconnect::Vanto mVanto;
+    Profile mProfile;
+    std::unique_ptr<vantoconnect::Vanto> mVanto;
     // The facade's own connection manager, for the address and port.
-    std::shared_ptr<vantoconnect::GenericConnectionManager> mManager;
+    std::shared_ptr<vantoconnect::AbstractConnectionManager> mManager;
 };
 
 }  // namespace vantoreceipts
