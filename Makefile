@@ -7,7 +7,7 @@
 #                   then the bindings in a build without sanitizers (Python and Mono cannot load
 #                   a sanitized library): pytest, mypy, the C and C# examples, the ABI check
 #   make tsan       the suites under ThreadSanitizer (all but the single-threaded image
-#                   arithmetic and barcode read-back, the README's commands and two
+#                   arithmetic and barcode read-back, the documented commands and two
 #                   command-line cases that draw whole receipts in a child process, all of
 #                   which run minutes there, and the
 #                   dashboard's browser suite, whose 2-second gallery check needs full speed)
@@ -16,7 +16,7 @@
 #   make bench      Google Benchmark programs, optimised build, then the Python package against
 #                   receiptline (installed with npm at benchmark time)
 #   make dashboard-screenshot
-#                   refreshes docs/dashboard.png, the README's picture of the dashboard
+#                   refreshes docs/dashboard.png, the picture in docs/dashboard.md
 #   make fuzz       libFuzzer targets for FUZZ_SECONDS each (clang)
 #   make coverage   line coverage of the suites with gcovr
 #   make abi-baseline
@@ -101,7 +101,8 @@ bench: deps build/release/CMakeCache.txt
 	/usr/bin/python3 bench/compare/receiptline_compare.py --package build/release/bindings/python \
 		--work build/release/bench/compare
 
-# The browser suite, run on the optimised build, keeps its screenshot where the README shows it.
+# The browser suite, run on the optimised build, keeps its screenshot where docs/dashboard.md
+# shows it.
 dashboard-screenshot: deps build/release/CMakeCache.txt
 	$(CMAKE) --build build/release -j $(JOBS) --target vanto
 	VANTO_CLI=$(CURDIR)/build/release/cli/vanto VANTO_SOURCE_DIR=$(CURDIR) \

@@ -1,7 +1,7 @@
-// Every `vanto` and example command that the README shows in a shell block runs as written
-// against an emulated unit on a free loopback port. The README's own port (8080) is replaced by
-// that port; a trailing "# exit N" says which exit code the command is shown to give. Commands
-// that set up a machine (make, cmake, apt-get, ...) are left out and listed.
+// Every `vanto` and example command that the README or a page of docs/ shows in a shell block
+// runs as written against an emulated unit on a free loopback port. The pages' own port (8080)
+// is replaced by that port; a trailing "# exit N" says which exit code the command is shown to
+// give. Commands that set up a machine (make, cmake, apt-get, ...) are left out and listed.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "emulator/EmulatedUnit.hpp"
+#include "tests/readme/Docs.hpp"
 
 namespace {
 
@@ -27,17 +28,10 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 struct Command {
-    std::string text;  // as the README shows it
+    std::string text;  // as the page shows it
     std::vector<std::string> words;
     int expectedExit = 0;
 };
-
-std::string slurp(const fs::path& path) {
-    std::ifstream in(path);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
 
 std::vector<std::string> split(const std::string& line) {
     std::vector<std::string> words;
@@ -50,30 +44,27 @@ std::vector<std::string> split(const std::string& line) {
 }
 
 // The lines of every ```sh block, with "# exit N" markers read and other comments dropped.
-std::vector<Command> shellCommands(const std::string& readme) {
+std::vector<Command> shellCommands(const std::vector<docs::Block>& blocks) {
     std::vector<Command> commands;
-    std::istringstream in(readme);
-    std::string line;
-    bool inShell = false;
-    while (std::getline(in, line)) {
-        if (line.rfind("```", 0) == 0) {
-            inShell = !inShell && line == "```sh";
+    for (const docs::Block& block : blocks) {
+        if (block.language != "sh") {
             continue;
         }
-        if (!inShell) {
-            continue;
-        }
-        Command command;
-        const auto marker = line.find("# exit ");
-        if (marker != std::string::npos) {
-            command.expectedExit = std::stoi(line.substr(marker + 7));
-        }
-        const auto hash = line.find(" #");
-        command.text = line.substr(0, line.rfind('#', 0) == 0 ? 0 : hash);
-        command.text.erase(command.text.find_last_not_of(' ') + 1);
-        command.words = split(command.text);
-        if (!command.words.empty()) {
-            commands.push_back(command);
+        std::istringstream in(block.body);
+        std::string line;
+        while (std::getline(in, line)) {
+            Command command;
+            const auto marker = line.find("# exit ");
+            if (marker != std::string::npos) {
+                command.expectedExit = std::stoi(line.substr(marker + 7));
+            }
+            const auto hash = line.find(" #");
+            command.text = line.substr(0, line.rfind('#', 0) == 0 ? 0 : hash);
+            command.text.erase(command.text.find_last_not_of(' ') + 1);
+            command.words = split(command.text);
+            if (!command.words.empty()) {
+                commands.push_back(command);
+            }
         }
     }
     return commands;
@@ -116,11 +107,11 @@ Finished run(const std::string& program, const std::vector<std::string>& args, c
         if (std::chrono::steady_clock::now() > deadline) {
             kill(pid, SIGINT);
             waitpid(pid, &status, 0);
-            return {-2, slurp(errPath)};
+            return {-2, docs::slurp(errPath)};
         }
         std::this_thread::sleep_for(20ms);
     }
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), slurp(errPath)};
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), docs::slurp(errPath)};
 }
 
 bool reachesUnit(const std::vector<std::string>& args) {
@@ -130,25 +121,17 @@ bool reachesUnit(const std::vector<std::string>& args) {
            std::find(unitCommands.begin(), unitCommands.end(), args[0]) != unitCommands.end();
 }
 
-// The README calls its copies of the examples complete; they must stay the files themselves.
-// (The Python package's suite checks the Python examples.)
-TEST(Readme, ShowsTheExamplesAsTheyAre) {
-    const std::string readme = slurp(fs::path(VANTO_SOURCE_DIR) / "README.md");
-    const struct {
-        const char* fence;
-        const char* file;
-    } examples[] = {{"cpp", "examples/print_receipt.cpp"}, {"c", "examples/c/print_receipt.c"}};
-    for (const auto& e : examples) {
-        const std::string example = slurp(fs::path(VANTO_SOURCE_DIR) / e.file);
-        EXPECT_NE(readme.find("```" + std::string(e.fence) + "\n" + example + "```\n"),
-                  std::string::npos)
-            << e.file;
-    }
-}
-
 TEST(Readme, EveryCommandRunsAsWritten) {
-    const std::string readme = slurp(fs::path(VANTO_SOURCE_DIR) / "README.md");
-    const std::vector<Command> commands = shellCommands(readme);
+    // A command shown on two pages runs once.
+    std::vector<Command> commands;
+    for (const docs::Document& document : docs::all(VANTO_SOURCE_DIR)) {
+        for (const Command& command : shellCommands(docs::parse(document.text).blocks)) {
+            const auto same = [&](const Command& c) { return c.text == command.text; };
+            if (std::none_of(commands.begin(), commands.end(), same)) {
+                commands.push_back(command);
+            }
+        }
+    }
     ASSERT_FALSE(commands.empty());
 
     const fs::path dir = fs::temp_directory_path() / ("vanto-readme-" + std::to_string(getpid()));
@@ -178,7 +161,7 @@ TEST(Readme, EveryCommandRunsAsWritten) {
             leftOut.push_back(command.text);
             continue;
         }
-        // The README's port is the unit's default; here the emulated unit has a free one.
+        // The pages' port is the unit's default; here the emulated unit has a free one.
         for (std::size_t i = 0; i < args.size(); ++i) {
             if (args[i] == "8080") {
                 args[i] = port;
@@ -187,7 +170,7 @@ TEST(Readme, EveryCommandRunsAsWritten) {
         SCOPED_TRACE(command.text);
         if (program == VANTO_CLI_PATH && reachesUnit(args)) {
             const bool loopback = std::find(args.begin(), args.end(), "127.0.0.1") != args.end();
-            ASSERT_TRUE(loopback) << "a README command reaches the default unit address";
+            ASSERT_TRUE(loopback) << "a documented command reaches the default unit address";
         }
         ++ran;
         if (program == VANTO_CLI_PATH && !args.empty() && args[0] == "emulate") {
@@ -206,7 +189,7 @@ TEST(Readme, EveryCommandRunsAsWritten) {
         EXPECT_EQ(r.exitCode, command.expectedExit) << r.err;
     }
     unit.stop();
-    std::cout << "ran " << ran << " README commands; left out:\n";
+    std::cout << "ran " << ran << " documented commands; left out:\n";
     for (const std::string& text : leftOut) {
         std::cout << "  " << text << '\n';
     }

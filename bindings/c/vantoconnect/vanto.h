@@ -28,7 +28,7 @@
  * commands pass 1024 bytes, LED_PED) is refused here with VANTO_ERROR_INVALID. What the unit
  * does cannot be checked beforehand: when a unit closes the connection while the library waits
  * for its answer, a blocking call returns VANTO_ERROR_FATAL on the calling thread, but on the
- * library's own threads (while a receipt is being sent) the process ends. See the README.
+ * library's own threads (while a receipt is being sent) the process ends. See docs/c.md.
  */
 #ifndef VANTOCONNECT_VANTO_H
 #define VANTOCONNECT_VANTO_H
@@ -334,8 +334,8 @@ VANTO_API vanto_status vanto_printer_busy(vanto_t* vanto, int* busy);
  * while they run, so a callback that waits for printing (vanto_print_and_wait, a blocking call
  * to the unit, a wait for the emulated unit) waits for ever. From on_report, vanto_print() may
  * queue the next receipt, when this one was sent (report->packets_sent > 0); after a receipt the
- * queue gave up on, queue the next from a thread of your own a moment later (see the README's
- * "Printing many receipts").
+ * queue gave up on, queue the next from a thread of your own a moment later (see "Printing many
+ * receipts" in docs/cpp.md).
  * `user` must stay valid until the receipt's last call has returned: on_report when it is set,
  * otherwise on_completed or on_error. A unit that accepts a packet and never answers holds the
  * library's read for ever: then no last call comes, and `user` must stay valid for the life of
@@ -354,7 +354,7 @@ typedef struct vanto_print_callbacks {
  *
  * Submit one receipt at a time: the next when the previous one has its report. The queue counts
  * unavailable polls across receipts, so a burst of receipts loses some, and can end the process
- * (see the README's "Printing many receipts"). */
+ * (see "Printing many receipts" in docs/cpp.md). */
 VANTO_API vanto_status vanto_print(vanto_t* vanto, vanto_receipt_t* receipt,
                                    const vanto_print_callbacks* callbacks, uint64_t* receipt_id);
 

@@ -1,5 +1,5 @@
-"""The examples as a user runs them, in a process of their own against an emulated unit, and
-as the README shows them."""
+"""The examples as a user runs them, in a process of their own against an emulated unit. (The
+documentation's copies of them are checked with the rest of the documentation.)"""
 
 import pathlib
 import subprocess
@@ -34,10 +34,3 @@ def test_the_example_says_delivered_only_when_the_unit_took_every_packet() -> No
         assert "delivered" not in refused.stdout
         assert "not delivered in full: the unit refused 1 of 1 packet" in refused.stderr
 
-
-def test_the_readme_shows_the_examples_as_they_are() -> None:
-    readme = (ROOT / "README.md").read_text()
-    section = readme[readme.index("## Python\n") : readme.index("## Layout\n")]
-    blocks = [block.split("```")[0] for block in section.split("```python\n")[1:]]
-    assert blocks[0] == EXAMPLE.read_text()
-    assert blocks[1] in (ROOT / "examples" / "python" / "test_my_pos.py").read_text()
