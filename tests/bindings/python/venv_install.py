@@ -96,8 +96,8 @@ def check_wheel(wheel: Path, package_sources: List[str]) -> None:
     # files), and the native module for this interpreter.
     names = zipfile.ZipFile(wheel).namelist()
     package = sorted(n for n in names if not n.startswith("vantoconnect-"))
-    native = [n for n in package if n.startswith("vantoconnect/_native.")]
-    assert len(native) == 1 and native[0].endswith(".so"), package
+    native = [n for n in package if n.endswith(".so")]
+    assert len(native) == 1 and native[0].startswith("vantoconnect/_native."), package
     assert sorted(set(package) - set(native)) == sorted(package_sources), package
     dist_info = sorted(n.split("/", 1)[1] for n in names if n.startswith("vantoconnect-"))
     assert dist_info == ["METADATA", "RECORD", "WHEEL"], dist_info
