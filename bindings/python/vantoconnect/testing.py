@@ -7,9 +7,6 @@ Load it in your ``conftest.py`` (or in a test module)::
     def test_prints_the_total(emulated_unit):
         vanto = vantoconnect.Vanto("127.0.0.1", emulated_unit.port)
         ...
-
-PYTEST_DONT_REWRITE: the fixture asserts nothing, and pytest would otherwise cache a rewritten
-copy of this module beside the installed package, a file that pip uninstall leaves behind.
 """
 
 from __future__ import annotations
