@@ -12,6 +12,7 @@ package index. Prints how long each pip step took and the wheel's size.
 
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
@@ -27,6 +28,8 @@ INSTALL_FROM_CHECKOUT = ".venv/bin/pip install ./bindings/python"
 MAKE_WHEEL = ".venv/bin/pip wheel ./bindings/python -w dist"
 INSTALL_WHEEL = ".venv/bin/pip install dist/vantoconnect-*.whl"
 UNINSTALL = ".venv/bin/pip uninstall -y vantoconnect"
+
+PYTEST_COPY = re.compile(r"vantoconnect/__pycache__/testing\.cpython-\d+-pytest-[\d.]+\.pyc")
 
 # Runs in the environment: the example as a user runs it, against a unit in this process.
 RUN_EXAMPLE = """
@@ -78,7 +81,13 @@ def files_below(folder: Path) -> Set[str]:
 def check_uninstall_leaves_nothing(home: Path, before: Set[str], env: Dict[str, str]) -> None:
     run(UNINSTALL, home, env)
     after = files_below(site_packages(home / ".venv"))
-    assert after == before, f"left behind: {sorted(after - before)}, removed: {sorted(before - after)}"
+    assert before <= after, f"removed: {sorted(before - after)}"
+    # Only pytest's own copy of the fixture module may stay, which pytest writes when tests load
+    # the fixture and pip never knew of (the README says so).
+    left = after - before
+    pytest_copies = {p for p in left if PYTEST_COPY.fullmatch(p)}
+    folders = {"vantoconnect", "vantoconnect/__pycache__"} if pytest_copies else set()
+    assert left == pytest_copies | folders, f"left behind: {sorted(left)}"
 
 
 def check_example(home: Path, env: Dict[str, str]) -> None:
