@@ -60,9 +60,10 @@ set_tests_properties(Bindings.Python.installed PROPERTIES
 
 # The package as a Python developer installs it: pip in a virtual environment, from a fresh clone
 # of the committed checkout, then a wheel on a machine without the checkout. It compiles the core
-# once more, optimised (a compiler cache makes a repeat quick).
+# once more, optimised (a compiler cache makes a repeat quick), so it starts first and the short
+# tests run beside it.
 add_test(NAME Bindings.Python.venv_install
     COMMAND ${VANTO_TEST_PYTHON} ${VANTO_PYTHON_SUITE}/venv_install.py ${PROJECT_SOURCE_DIR}
         ${CMAKE_CURRENT_BINARY_DIR}/venv-install)
 set_tests_properties(Bindings.Python.venv_install PROPERTIES
-    LABELS bindings TIMEOUT 1500 PROCESSORS 2)
+    LABELS bindings TIMEOUT 1500 COST 1000)
