@@ -11,8 +11,8 @@ and the emulated unit are linked statically. At run time it needs Debian's share
 (libvips, ICU, zint, cpp-httplib, GLib) and nothing from the checkout or the build.
 
 Settings (``pip ... --config-settings KEY=VALUE``):
-    build-dir   where CMake builds (default: build/wheel-<python tag> in the checkout, kept, so
-                a second pip install or pip wheel only rebuilds what changed)
+    build-dir   where CMake builds, an absolute path (default: build/wheel-<wheel tag> in the
+                checkout, kept, so a second pip install or pip wheel only rebuilds what changed)
 The environment's CMAKE_BUILD_PARALLEL_LEVEL sets the build's jobs (default: every CPU).
 """
 
@@ -29,10 +29,14 @@ import subprocess
 import sys
 import sysconfig
 import tempfile
-import tomllib
 import zipfile
 from pathlib import Path
 from typing import Dict, List, Mapping, NoReturn, Optional, Union
+
+if sys.version_info < (3, 11):
+    # Before tomllib; pip would otherwise show only an import error from inside this file.
+    sys.exit(f"vantoconnect build: Python 3.11 or later is needed, this is {sys.version.split()[0]}")
+import tomllib  # noqa: E402
 
 ConfigSettings = Optional[Mapping[str, Union[str, List[str]]]]
 
@@ -62,9 +66,11 @@ def _project() -> Dict[str, object]:
 def _version() -> str:
     # The version has one home, the CMake project, which also stamps the C++ package files.
     cmake_lists = ROOT / "CMakeLists.txt"
-    found = re.search(r"project\(vantoconnect\s+VERSION\s+([0-9.]+)", cmake_lists.read_text())
+    text = cmake_lists.read_text() if cmake_lists.is_file() else ""
+    found = re.search(r"project\(vantoconnect\s+VERSION\s+([0-9.]+)", text)
     if found is None:
-        _fail(f"{cmake_lists} names no vantoconnect version; build from a vantoconnect checkout")
+        _fail(f"{ROOT} is not a vantoconnect checkout: the package is built from the whole "
+              "checkout, as pip install <checkout>/bindings/python")
     return found.group(1)
 
 
@@ -125,8 +131,11 @@ def _build(config_settings: ConfigSettings, staging: Path) -> None:
         _fail("cmake is not on PATH: the native module needs CMake and a C++20 compiler "
               "(on Debian, scripts/install-deps.sh in the checkout installs them)")
     build_dir = Path(_setting(config_settings, "build-dir") or ROOT / "build" / f"wheel-{_tag()}")
+    if not build_dir.is_absolute():
+        # pip runs this in bindings/python, not where the command was typed.
+        _fail(f"--config-settings build-dir={build_dir}: give an absolute path")
     _run([
-        cmake, "-S", str(ROOT), "-B", str(build_dir.resolve()),
+        cmake, "-S", str(ROOT), "-B", str(build_dir),
         "-C", str(ROOT / "cmake" / "PackageBuild.cmake"),
         "-DVANTO_BUILD_PYTHON=ON",
         # The interpreter running this build: a virtual environment's python gives its base
