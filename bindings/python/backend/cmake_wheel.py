@@ -42,7 +42,8 @@ ConfigSettings = Optional[Mapping[str, Union[str, List[str]]]]
 
 PACKAGE_DIR = Path(__file__).resolve().parents[1]
 ROOT = PACKAGE_DIR.parents[1]
-# The date of every entry in the archive: the same sources give the same wheel.
+# The date of every entry in the archive: the time of the build is not in the wheel, so the same
+# files packed twice give the same bytes.
 ZIP_DATE = (1980, 1, 1, 0, 0, 0)
 
 
