@@ -119,11 +119,11 @@ def _setting(config_settings: ConfigSettings, key: str) -> Optional[str]:
     return value
 
 
-def _run(command: List[str]) -> None:
+def _run(step: str, command: List[str]) -> None:
     # Written to standard error, where pip shows it on failure (and with -v while it runs).
     print("+ " + " ".join(command), file=sys.stderr, flush=True)
     if subprocess.run(command, stdout=sys.stderr).returncode != 0:
-        _fail(f"{command[0]} {command[1]} failed; its output is above")
+        _fail(f"{step} failed; CMake's output is above")
 
 
 def _build(config_settings: ConfigSettings, staging: Path) -> None:
@@ -135,7 +135,7 @@ def _build(config_settings: ConfigSettings, staging: Path) -> None:
     if not build_dir.is_absolute():
         # pip runs this in bindings/python, not where the command was typed.
         _fail(f"--config-settings build-dir={build_dir}: give an absolute path")
-    _run([
+    _run("configuring the native build", [
         cmake, "-S", str(ROOT), "-B", str(build_dir),
         "-C", str(ROOT / "cmake" / "PackageBuild.cmake"),
         "-DVANTO_BUILD_PYTHON=ON",
@@ -147,9 +147,9 @@ def _build(config_settings: ConfigSettings, staging: Path) -> None:
     build = [cmake, "--build", str(build_dir), "--target", "vantoconnect_python"]
     if "CMAKE_BUILD_PARALLEL_LEVEL" not in os.environ:
         build += ["--parallel", str(os.cpu_count() or 1)]
-    _run(build)
-    _run([cmake, "--install", str(build_dir), "--component", "python", "--prefix", str(staging),
-          "--strip"])
+    _run("compiling the native module", build)
+    _run("laying out the package", [cmake, "--install", str(build_dir), "--component", "python",
+                                     "--prefix", str(staging), "--strip"])
 
 
 def _record_line(name: str, data: bytes) -> List[str]:
