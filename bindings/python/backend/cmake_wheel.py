@@ -35,7 +35,8 @@ from typing import Dict, List, Mapping, NoReturn, Optional, Union
 
 if sys.version_info < (3, 11):
     # Before tomllib; pip would otherwise show only an import error from inside this file.
-    sys.exit(f"vantoconnect build: Python 3.11 or later is needed, this is {sys.version.split()[0]}")
+    sys.exit("vantoconnect build: Python 3.11 or later is needed, this is "
+             + sys.version.split()[0])
 import tomllib  # noqa: E402
 
 ConfigSettings = Optional[Mapping[str, Union[str, List[str]]]]

@@ -140,7 +140,8 @@ def main() -> int:
     seconds = timed(MAKE_WHEEL, clone, env)
     wheels = list((clone / "dist").glob("vantoconnect-*.whl"))
     assert len(wheels) == 1, wheels
-    print(f"pip wheel after it: {seconds:.1f} s, {wheels[0].name}: {wheels[0].stat().st_size} bytes")
+    size = wheels[0].stat().st_size
+    print(f"pip wheel after it: {seconds:.1f} s, {wheels[0].name}: {size} bytes")
     package_sources = sorted(
         f"vantoconnect/{p.name}" for p in (clone / "bindings/python/vantoconnect").iterdir())
     check_wheel(wheels[0], package_sources)
@@ -156,7 +157,7 @@ def main() -> int:
     before = files_below(site_packages(other / ".venv"))
     seconds = timed(INSTALL_WHEEL, other, env)
     print(f"pip install of the wheel: {seconds:.1f} s")
-    where = run(".venv/bin/python -c 'import vantoconnect; print(vantoconnect.__file__)'", other, env)
+    where = run(".venv/bin/python -c 'import vantoconnect as vc; print(vc.__file__)'", other, env)
     assert where.startswith(str(site_packages(other / ".venv"))), where
     print(run(".venv/bin/python -m pytest -q -p no:cacheprovider test_my_pos.py", other, env)
           .strip().splitlines()[-1])
