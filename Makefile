@@ -5,7 +5,8 @@
 #                   writes out/receipt.png
 #   make test       warnings as errors, AddressSanitizer + UndefinedBehaviorSanitizer, ctest;
 #                   then the bindings in a build without sanitizers (Python and Mono cannot load
-#                   a sanitized library): pytest, mypy, the C and C# examples, the ABI check
+#                   a sanitized library): pytest, mypy, the package installed by pip into a
+#                   venv from a fresh clone and as a wheel, the C and C# examples, the ABI check
 #   make tsan       the suites under ThreadSanitizer (all but the single-threaded image
 #                   arithmetic and barcode read-back, the documented commands and two
 #                   command-line cases that draw whole receipts in a child process, all of

@@ -20,7 +20,8 @@ packages=(
     libcpp-httplib-dev
     chromium chromium-driver python3-selenium
     zxing-cpp-tools
-    pybind11-dev python3-dev python3-pytest python3-mypy
+    pybind11-dev python3-dev python3-pytest python3-mypy python3-venv
+    ccache
     abigail-tools
     mono-devel
 )
