@@ -11,12 +11,14 @@
 #include "BackgroundCall.hpp"
 #include "FacadeWrap.hpp"
 #include "ImageWrap.hpp"
+#include "JsFunction.hpp"
 #include "ReceiptWrap.hpp"
 #include "UnitWrap.hpp"
 #include "receipts/Names.hpp"
 #include "receipts/PrinterQueueDrain.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/Vanto.hpp"
+#include "vantoconnect/support/Console.hpp"
 
 namespace vantonode {
 
@@ -32,6 +34,24 @@ Napi::Value setErrorClasses(const Napi::CallbackInfo& info) {
     data.vantoError = Napi::Persistent(info[0].As<Napi::Function>());
     data.printerNotRespondingError = Napi::Persistent(info[1].As<Napi::Function>());
     data.fatalError = Napi::Persistent(info[2].As<Napi::Function>());
+    return info.Env().Undefined();
+}
+
+// (fn or null): the library's diagnostic lines to fn(line) on the main thread instead of
+// standard output; null restores standard output. The sink runs under the library's console
+// lock, so it only posts the line.
+Napi::Value setConsole(const Napi::CallbackInfo& info) {
+    if (!info[0].IsFunction()) {
+        vantoconnect::setConsoleSink({});
+        return info.Env().Undefined();
+    }
+    auto channel = AddonData::of(info.Env()).channel;
+    auto target = std::make_shared<JsFunction>(channel, info[0].As<Napi::Function>());
+    vantoconnect::setConsoleSink([channel, target](std::string_view line) {
+        channel->post([target, text = std::string(line)](Napi::Env env) {
+            target->call(env, {Napi::String::New(env, text)});
+        });
+    });
     return info.Env().Undefined();
 }
 
@@ -113,6 +133,7 @@ Napi::Object init(Napi::Env env, Napi::Object exports) {
                 Napi::Function::New(env, [](const Napi::CallbackInfo& info) {
                     PrinterQueue::setTimerIntervalScale(info[0].As<Napi::Number>().DoubleValue());
                 }));
+    exports.Set("setConsole", Napi::Function::New<setConsole>(env));
     exports.Set("libraryConstants", Napi::Function::New<libraryConstants>(env));
     return exports;
 }

@@ -20,11 +20,11 @@ PrintEvents::~PrintEvents() {
     if (mReported.load()) {
         return;
     }
-    mCount->done();
     mChannel->post([channel = mChannel, dispatch = mDispatch](Napi::Env env) {
         channel->release();
         dispatch->call(env, {Napi::String::New(env, "lost")});
     });
+    mCount->done();
 }
 
 void PrintEvents::postAddress(const char* event, const std::string& ipAddress) {
