@@ -5,7 +5,8 @@
 #                   writes out/receipt.png
 #   make test       warnings as errors, AddressSanitizer + UndefinedBehaviorSanitizer, ctest;
 #                   then the bindings in a build without sanitizers (Python and Mono cannot load
-#                   a sanitized library): pytest, mypy, the C and C# examples, the ABI check
+#                   a sanitized library): pytest, mypy, the C and C# examples, the ABI check,
+#                   the Node.js package installed with npm from a fresh copy and its tests
 #   make tsan       the suites under ThreadSanitizer (all but the single-threaded image
 #                   arithmetic and barcode read-back, the README's commands and two
 #                   command-line cases that draw whole receipts in a child process, all of
@@ -65,7 +66,8 @@ bindings-build: deps
 	$(CMAKE) -S . -B build/bindings $(LAUNCHER) -DCMAKE_BUILD_TYPE=Debug \
 		-DCMAKE_CXX_FLAGS_DEBUG="-g -O1" -DCMAKE_C_FLAGS_DEBUG="-g -O1" \
 		-DVANTO_WARNINGS_AS_ERRORS=ON -DVANTO_BUILD_TESTS=OFF -DVANTO_BUILD_TOOLS=OFF \
-		-DVANTO_BUILD_BINDING_TESTS=ON -DVANTO_BUILD_C_API=ON -DVANTO_BUILD_PYTHON=ON
+		-DVANTO_BUILD_BINDING_TESTS=ON -DVANTO_BUILD_C_API=ON -DVANTO_BUILD_PYTHON=ON \
+		-DVANTO_BUILD_NODE_TESTS=ON
 	$(CMAKE) --build build/bindings -j $(JOBS)
 
 abi-baseline: bindings-build

@@ -1,3 +1,4 @@
+/// <reference types="node" />
 // Types of vantoconnect for Node.js. The package's typed test compiles against these with
 // `tsc --noEmit`, and a deliberately wrong call must fail to, so they follow the code.
 
