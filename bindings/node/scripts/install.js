@@ -25,7 +25,26 @@ if (prebuiltLoads()) {
 }
 
 console.log('vantoconnect: compiling the native addon with cmake-js; a first install takes several minutes');
-const cmakeJs = require.resolve('cmake-js/bin/cmake-js');
+// Installed from a folder, npm links the package and puts its dependencies beside the project
+// instead: the build tools are then fetched into the package itself.
+function buildTool() {
+    try {
+        return require.resolve('cmake-js/bin/cmake-js', { paths: [root] });
+    } catch {
+        const npm = process.env.npm_execpath;
+        const args = ['install', '--ignore-scripts', '--omit=dev', '--no-audit', '--no-fund', '--no-package-lock'];
+        const fetched = npm
+            ? spawnSync(process.execPath, [npm, ...args], { cwd: root, stdio: 'inherit' })
+            : spawnSync('npm', args, { cwd: root, stdio: 'inherit' });
+        if (fetched.status !== 0) {
+            console.error('vantoconnect: cannot install the build tools (cmake-js, node-addon-api) with npm');
+            process.exit(1);
+        }
+        return require.resolve('cmake-js/bin/cmake-js', { paths: [root] });
+    }
+}
+
+const cmakeJs = buildTool();
 const jobs = String(Math.max(1, (os.availableParallelism ? os.availableParallelism() : os.cpus().length)));
 const built = spawnSync(process.execPath, [cmakeJs, 'build', '--out', 'build', '--parallel', jobs], {
     cwd: root,
