@@ -14,8 +14,8 @@
 #                   dashboard's browser suite, whose 2-second gallery check needs full speed)
 #   make soak       the long runs (1000-receipt soak, emulator memory, printer-queue bursts),
 #                   optimised build, one at a time
-#   make bench      Google Benchmark programs, optimised build, then the Python package against
-#                   receiptline (installed with npm at benchmark time)
+#   make bench      Google Benchmark programs, optimised build, then the Python and Node.js
+#                   packages against receiptline (installed with npm at benchmark time)
 #   make dashboard-screenshot
 #                   refreshes docs/dashboard.png, the README's picture of the dashboard
 #   make fuzz       libFuzzer targets for FUZZ_SECONDS each (clang)
@@ -102,6 +102,9 @@ bench: deps build/release/CMakeCache.txt
 	@echo "== bench/compare/receiptline_compare.py"
 	/usr/bin/python3 bench/compare/receiptline_compare.py --package build/release/bindings/python \
 		--work build/release/bench/compare
+	@echo "== bench/compare/node_receiptline_compare.js"
+	cd bindings/node && npm install --no-audit --no-fund
+	node bench/compare/node_receiptline_compare.js bindings/node build/release/bench/compare
 
 # The browser suite, run on the optimised build, keeps its screenshot where the README shows it.
 dashboard-screenshot: deps build/release/CMakeCache.txt
