@@ -77,8 +77,10 @@ run_example "$work/app" | grep 'delivered: all'
     exit 1
 }
 tarball=$(ls "$work"/vantoconnect-*.tgz)
-tar -tzf "$tarball" | grep -q 'package/prebuilds/linux-x64/vantoconnect.node'
-tar -tzf "$tarball" | grep -q 'package/core/vantoconnect/Vanto.cpp'
+# Listed once: grep -q closing a pipe early would fail the pipeline under pipefail.
+listing=$(tar -tzf "$tarball")
+grep -qx 'package/prebuilds/linux-x64/vantoconnect.node' <<<"$listing"
+grep -qx 'package/core/vantoconnect/Vanto.cpp' <<<"$listing"
 start=$(ms)
 install_into "$work/app2" "$tarball" >"$work/install2.log" 2>&1 || {
     tail -40 "$work/install2.log"
