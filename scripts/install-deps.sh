@@ -24,6 +24,7 @@ packages=(
     ccache
     abigail-tools
     mono-devel
+    nodejs ccache
 )
 
 missing=()
@@ -32,6 +33,12 @@ for p in "${packages[@]}"; do
         missing+=("$p")
     fi
 done
+
+# npm comes with some Node.js packages and separately with Debian's; a Node.js that brings its
+# own conflicts with Debian's npm package.
+if ! command -v npm >/dev/null 2>&1; then
+    missing+=(npm)
+fi
 
 if [ ${#missing[@]} -eq 0 ]; then
     exit 0
