@@ -5,7 +5,9 @@
 #                   writes out/receipt.png
 #   make test       warnings as errors, AddressSanitizer + UndefinedBehaviorSanitizer, ctest;
 #                   then the bindings in a build without sanitizers (Python and Mono cannot load
-#                   a sanitized library): pytest, mypy, the C and C# examples, the ABI check
+#                   a sanitized library): pytest, mypy, the Python package installed by pip
+#                   into a venv from a fresh clone and as a wheel, the Node.js package installed
+#                   with npm from a fresh copy and its tests, the C and C# examples, the ABI check
 #   make tsan       the suites under ThreadSanitizer (all but the single-threaded image
 #                   arithmetic and barcode read-back, the documented commands and two
 #                   command-line cases that draw whole receipts in a child process, all of
@@ -13,8 +15,8 @@
 #                   dashboard's browser suite, whose 2-second gallery check needs full speed)
 #   make soak       the long runs (1000-receipt soak, emulator memory, printer-queue bursts),
 #                   optimised build, one at a time
-#   make bench      Google Benchmark programs, optimised build, then the Python package against
-#                   receiptline (installed with npm at benchmark time)
+#   make bench      Google Benchmark programs, optimised build, then the Python and Node.js
+#                   packages against receiptline (installed with npm at benchmark time)
 #   make dashboard-screenshot
 #                   refreshes docs/dashboard.png, the picture in docs/dashboard.md
 #   make fuzz       libFuzzer targets for FUZZ_SECONDS each (clang)
@@ -65,7 +67,8 @@ bindings-build: deps
 	$(CMAKE) -S . -B build/bindings $(LAUNCHER) -DCMAKE_BUILD_TYPE=Debug \
 		-DCMAKE_CXX_FLAGS_DEBUG="-g -O1" -DCMAKE_C_FLAGS_DEBUG="-g -O1" \
 		-DVANTO_WARNINGS_AS_ERRORS=ON -DVANTO_BUILD_TESTS=OFF -DVANTO_BUILD_TOOLS=OFF \
-		-DVANTO_BUILD_BINDING_TESTS=ON -DVANTO_BUILD_C_API=ON -DVANTO_BUILD_PYTHON=ON
+		-DVANTO_BUILD_BINDING_TESTS=ON -DVANTO_BUILD_C_API=ON -DVANTO_BUILD_PYTHON=ON \
+		-DVANTO_BUILD_NODE_TESTS=ON
 	$(CMAKE) --build build/bindings -j $(JOBS)
 
 abi-baseline: bindings-build
@@ -100,6 +103,9 @@ bench: deps build/release/CMakeCache.txt
 	@echo "== bench/compare/receiptline_compare.py"
 	/usr/bin/python3 bench/compare/receiptline_compare.py --package build/release/bindings/python \
 		--work build/release/bench/compare
+	@echo "== bench/compare/node_receiptline_compare.js"
+	cd bindings/node && npm install --no-audit --no-fund
+	node bench/compare/node_receiptline_compare.js bindings/node build/release/bench/compare
 
 # The browser suite, run on the optimised build, keeps its screenshot where docs/dashboard.md
 # shows it.

@@ -20,9 +20,11 @@ packages=(
     libcpp-httplib-dev
     chromium chromium-driver python3-selenium
     zxing-cpp-tools
-    pybind11-dev python3-dev python3-pytest python3-mypy
+    pybind11-dev python3-dev python3-pytest python3-mypy python3-venv
+    ccache
     abigail-tools
     mono-devel
+    nodejs ccache
 )
 
 missing=()
@@ -31,6 +33,12 @@ for p in "${packages[@]}"; do
         missing+=("$p")
     fi
 done
+
+# npm comes with some Node.js packages and separately with Debian's; a Node.js that brings its
+# own conflicts with Debian's npm package.
+if ! command -v npm >/dev/null 2>&1; then
+    missing+=(npm)
+fi
 
 if [ ${#missing[@]} -eq 0 ]; then
     exit 0

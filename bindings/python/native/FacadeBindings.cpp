@@ -3,12 +3,10 @@
 
 #include <pybind11/pybind11.h>
 
-#include <algorithm>
 #include <cctype>
 #include <chrono>
 #include <memory>
 #include <string_view>
-#include <thread>
 
 #include "Bindings.hpp"
 #include "GilFreeDelete.hpp"
@@ -18,11 +16,11 @@
 #include "receipts/CheckedFacade.hpp"
 #include "receipts/CheckedReceipt.hpp"
 #include "receipts/Names.hpp"
+#include "receipts/PrinterQueueDrain.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/VantoDeliveryReport.hpp"
 #include "vantoconnect/support/Console.hpp"
-#include "vantoconnect/support/TimerLoop.hpp"
 
 namespace vantopy {
 
@@ -32,34 +30,12 @@ using Release = py::call_guard<py::gil_scoped_release>;
 using std::chrono::milliseconds;
 using vantoconnect::PrinterQueue;
 
-// Seconds as the test hooks take them; anything past a day (or not a number) is a day, which no
-// test waits for and which keeps the clock's count from overflowing.
 milliseconds toMilliseconds(double seconds) {
-    constexpr double DAY = 24 * 3600;
-    if (!(seconds >= 0)) {
-        return milliseconds(0);
-    }
-    return milliseconds(static_cast<std::int64_t>(std::min(seconds, DAY) * 1000.0));
+    return vantoreceipts::PrinterQueueDrain::fromSeconds(seconds);
 }
 
-// Idle means no poll scheduled or running and no receipt being sent: a job leaves the timer
-// thread as soon as its packets are queued, and the flag stays up until the connection has got
-// through them. Only then may a unit the receipt goes to be stopped.
 bool waitForPrinterQueue(double seconds) {
-    const auto deadline = std::chrono::steady_clock::now() + toMilliseconds(seconds);
-    auto& timers = vantoconnect::TimerLoop::shared();
-    for (;;) {
-        const auto left =
-            std::chrono::duration_cast<milliseconds>(deadline - std::chrono::steady_clock::now());
-        if (timers.waitUntilIdle(std::max(left, milliseconds(0))) &&
-            !PrinterQueue::IS_PRINTING.load() && timers.pendingTimers() == 0) {
-            return true;
-        }
-        if (std::chrono::steady_clock::now() >= deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(milliseconds(5));
-    }
+    return vantoreceipts::PrinterQueueDrain::waitUntilIdle(toMilliseconds(seconds));
 }
 
 void setConsole(const py::object& sink) {

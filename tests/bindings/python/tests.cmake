@@ -27,10 +27,11 @@ add_test(NAME Bindings.Python.example_test_my_pos
     WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
 
 # The stubs and annotations as editors and type checkers read them, over the package, the
-# examples and this suite.
+# examples, this suite and the package's build backend.
 add_test(NAME Bindings.Python.types
     COMMAND ${VANTO_TEST_PYTHON} -m mypy --strict --cache-dir ${CMAKE_CURRENT_BINARY_DIR}/mypy-cache
         ${VANTO_PYTHON_PACKAGE_DIR} ${PROJECT_SOURCE_DIR}/examples/python ${VANTO_PYTHON_SUITE}
+        ${PROJECT_SOURCE_DIR}/bindings/python/backend
     WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
 # The stub of the native module against the module itself: every name it declares exists as the
 # same kind of object. pybind11 functions carry no signatures that stubtest can read, so their
@@ -56,3 +57,13 @@ set_tests_properties(Bindings.Python.installed PROPERTIES
     LABELS bindings TIMEOUT 60 FIXTURES_REQUIRED vanto_installed
     ENVIRONMENT "PYTHONPATH=${VANTO_PYTHON_INSTALLED};PYTHONDONTWRITEBYTECODE=1"
     PASS_REGULAR_EXPRESSION "${VANTO_PYTHON_INSTALLED}/vantoconnect/__init__.py")
+
+# The package as a Python developer installs it: pip in a virtual environment, from a fresh clone
+# of the committed checkout, then a wheel on a machine without the checkout. It compiles the core
+# once more, optimised (a compiler cache makes a repeat quick), so it starts first and the short
+# tests run beside it.
+add_test(NAME Bindings.Python.venv_install
+    COMMAND ${VANTO_TEST_PYTHON} ${VANTO_PYTHON_SUITE}/venv_install.py ${PROJECT_SOURCE_DIR}
+        ${CMAKE_CURRENT_BINARY_DIR}/venv-install)
+set_tests_properties(Bindings.Python.venv_install PROPERTIES
+    LABELS bindings TIMEOUT 1500 COST 1000)

@@ -1,0 +1,173 @@
+'use strict';
+// The facade against an emulated unit in this process: reports, callbacks, device calls,
+// cancellation and the package's own argument checks. The printer queue runs at a hundredth of
+// its real intervals, so a give-up after 31 polls takes well under a second.
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const { once } = require('node:events');
+const vc = require('vantoconnect');
+const { emulatedUnit } = require('vantoconnect/testing');
+const native = require('../lib/native');
+
+native.setTimerIntervalScale(0.01);
+const lines = [];
+vc.setConsole((line) => lines.push(line));
+
+function receiptSaying(...texts) {
+    const receipt = new vc.Receipt();
+    for (const text of texts) receipt.addText(text);
+    return receipt;
+}
+
+async function started(t, options) {
+    const unit = await emulatedUnit(t, options);
+    return { unit, vanto: new vc.Vanto({ address: '127.0.0.1', port: unit.port, profile: 'classic' }) };
+}
+
+test('a delivered receipt resolves to its report after its callbacks, on the main thread', async (t) => {
+    const { unit, vanto } = await started(t);
+    const heard = [];
+    const report = await vanto.print(receiptSaying('Flat white 3.20'), {
+        onStarted: (address) => heard.push(['started', address]),
+        onCompleted: (address) => heard.push(['completed', address]),
+        onError: (error) => heard.push(['error', error]),
+    });
+    assert.deepEqual(heard, [['started', '127.0.0.1'], ['completed', '127.0.0.1']]);
+    assert.ok(Object.isFrozen(report));
+    assert.equal(report.allAcknowledged, true);
+    assert.equal(report.packetsSent, report.packetsAcknowledged);
+    assert.equal(report.summary, `all ${report.packetsSent} packet${report.packetsSent === 1 ? '' : 's'} acknowledged`);
+    assert.ok(await unit.waitForReceipts(1));
+    const [paper] = unit.receipts;
+    assert.match(paper.text, /^Flat white 3\.20/);
+    assert.ok(paper.complete && Buffer.isBuffer(paper.png) && Buffer.isBuffer(paper.data));
+    assert.ok(lines.includes('Adding a new receipt...'), 'the library lines reach the console sink');
+});
+
+test('a callback that throws is reported as a warning and printing goes on', async (t) => {
+    const { vanto } = await started(t);
+    const warned = once(process, 'warning');
+    const report = await vanto.print(receiptSaying('still printed'), {
+        onStarted: () => {
+            throw new Error('callback broke');
+        },
+        onCompleted: async () => {
+            throw new Error('async callback broke');
+        },
+    });
+    assert.equal(report.allAcknowledged, true);
+    const [warning] = await warned;
+    assert.equal(warning.name, 'VantoCallbackWarning');
+    assert.match(warning.message, /onStarted threw: Error: callback broke/);
+});
+
+test('a printer in error costs the receipt: PrinterNotRespondingError carries the report', async (t) => {
+    const { unit, vanto } = await started(t, { printerState: 'error' });
+    const errors = [];
+    const failed = await vanto.print(receiptSaying('cover open'), { onError: (e) => errors.push(e) }).then(
+        () => assert.fail('resolved'),
+        (error) => error,
+    );
+    assert.ok(failed instanceof vc.PrinterNotRespondingError && failed instanceof vc.VantoError);
+    assert.equal(failed.code, 'PRINTER_NOT_RESPONDING');
+    assert.deepEqual([failed.report.packetsSent, failed.report.allAcknowledged], [0, false]);
+    assert.match(failed.message, new RegExp(`gave up on receipt ${failed.report.receiptId}`));
+    assert.deepEqual(errors.map((e) => e.code), ['PRINTER_NOT_RESPONDING']);
+    assert.equal(unit.receipts.length, 0);
+});
+
+test('packets the unit refuses leave the report short of allAcknowledged', async (t) => {
+    const { unit, vanto } = await started(t);
+    const texts = Array.from({ length: 70 }, (_, n) => `line ${String(n).padStart(2, '0')} of a receipt long enough`);
+    unit.printerError = 5;
+    const report = await vanto.print(receiptSaying(...texts));
+    assert.ok(report.packetsSent > 1);
+    assert.deepEqual([report.packetsRefused, report.packetsAcknowledged], [1, report.packetsSent - 1]);
+    assert.equal(report.allAcknowledged, false);
+    assert.match(report.summary, new RegExp(`refused 1 of ${report.packetsSent} packets`));
+    assert.ok(await unit.waitForReceipts(1));
+    assert.equal(unit.receipts[0].incomplete, true);
+});
+
+test('device calls reach the unit off the event loop', async (t) => {
+    const { unit, vanto } = await started(t, { delayMs: 200 });
+    let ticks = 0;
+    const timer = setInterval(() => ticks++, 5);
+    assert.equal(await vanto.cashDrawerStatus(), vc.DrawerStatus.CLOSED);
+    clearInterval(timer);
+    assert.ok(ticks >= 10, `only ${ticks} ticks while the unit took 200 ms to answer`);
+    unit.delayMs = 0;
+    // Requests without an answer are queued: their effect shows a moment later.
+    const settled = async (check) => {
+        for (let i = 0; i < 200 && !check(); i++) await new Promise((r) => setTimeout(r, 10));
+        return check();
+    };
+    assert.equal(await vanto.openCashDrawer({ validate: true }), true);
+    assert.ok(await settled(() => unit.drawerOpen));
+    assert.equal(await vanto.cashDrawerStatus(), vc.DrawerStatus.OPENED);
+    assert.equal(await vanto.openCashDrawer(), false, 'an open drawer is not pulsed again');
+    assert.equal(await vanto.printerBusy(), false);
+    await vanto.setDiagnosticLed(vc.DiagnosticLed.PRINTER, vc.LedColor.RED);
+    await vanto.setCosmeticLed(vc.CosmeticColor.CYAN);
+    await vanto.enableUsb();
+    assert.ok(await settled(() => unit.diagnosticLeds[vc.DiagnosticLed.PRINTER] === vc.LedColor.RED));
+    assert.ok(await settled(() => unit.cosmeticColor === vc.CosmeticColor.CYAN && unit.usbPower));
+    unit.printerState = 'not-ready';
+    assert.equal(await vanto.printerBusy(), true);
+});
+
+test('a unit that cannot be reached rejects with VantoError; refused requests throw before sending', async (t) => {
+    const { unit } = await started(t, { refuse: true });
+    const vanto = new vc.Vanto({ address: '127.0.0.1', port: unit.port, profile: 'classic' });
+    await assert.rejects(vanto.cashDrawerStatus(), (error) => error instanceof vc.VantoError || error instanceof vc.FatalError);
+    const unresolvable = new vc.Vanto({ address: 'no such host', port: 1, profile: 'classic' });
+    await assert.rejects(unresolvable.cashDrawerStatus(), (error) => error instanceof vc.VantoError && error.code === 'GENERIC');
+    assert.throws(() => vanto.setDiagnosticLed(vc.DiagnosticLed.PED, vc.LedColor.RED), RangeError);
+    assert.throws(() => vanto.setCosmeticLed(8), RangeError);
+    assert.throws(() => vanto.setDiagnosticLed('printer', 1), TypeError);
+    assert.throws(() => vanto.openCashDrawer({ validate: 'yes' }), TypeError);
+    assert.throws(() => vanto.print('receipt'), TypeError);
+    assert.throws(() => vanto.print(new vc.Receipt(), { onDone() {} }), /has no option "onDone"/);
+    assert.throws(() => new vc.Vanto({ port: 70000 }), RangeError);
+    assert.throws(() => new vc.Vanto({ profile: 'fast' }), /profile must be "resilient" or "classic"/);
+    assert.throws(() => new vc.Vanto({ adress: '127.0.0.1' }), TypeError);
+});
+
+test('a signal aborted before print queues nothing', async (t) => {
+    const { unit, vanto } = await started(t);
+    const controller = new AbortController();
+    controller.abort(new Error('customer left'));
+    const failed = await vanto.print(receiptSaying('never'), { signal: controller.signal }).catch((e) => e);
+    assert.equal(failed.name, 'AbortError');
+    assert.equal(failed.cause.message, 'customer left');
+    assert.equal(await unit.waitForReceipts(1, { timeoutMs: 300 }), false);
+});
+
+// To be enabled with the resilient profile (cancel exists there): it needs a facade that can
+// withdraw a waiting receipt.
+test('a receipt still waiting is withdrawn by its signal and rejects with AbortError', { todo: 'enable when the facade can cancel' }, async (t) => {
+    const { unit } = await started(t, { printerState: 'not-ready' });
+    const vanto = new vc.Vanto({ address: '127.0.0.1', port: unit.port });
+    const controller = new AbortController();
+    const printing = vanto.print(receiptSaying('withdrawn'), { signal: controller.signal });
+    setTimeout(() => controller.abort(), 50);
+    const failed = await printing.catch((e) => e);
+    assert.equal(failed.name, 'AbortError');
+    assert.equal(failed.report.cancelled, true);
+    assert.equal(failed.report.packetsSent, 0);
+});
+
+test('the resilient profile is the default', { todo: 'enable when the facade takes its profile' }, () => {
+    assert.equal(new vc.Vanto().profile, 'resilient');
+    assert.equal(new vc.Vanto({ profile: 'classic' }).profile, 'classic');
+});
+
+test('close waits for the receipts in flight, then refuses calls', async (t) => {
+    const { vanto } = await started(t);
+    const printing = vanto.print(receiptSaying('before close'));
+    await vanto.close();
+    let settledFirst = false;
+    await Promise.race([printing.then(() => (settledFirst = true)), Promise.resolve()]);
+    assert.ok(settledFirst, 'close resolved before the receipt was reported');
+    assert.throws(() => vanto.printerBusy(), /closed/);
+});

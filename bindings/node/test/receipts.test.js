@@ -1,0 +1,127 @@
+'use strict';
+// Receipts, images, previews and the package's constants: what needs no unit.
+const test = require('node:test');
+const assert = require('node:assert/strict');
+const path = require('node:path');
+const zlib = require('node:zlib');
+const vc = require('vantoconnect');
+const native = require('../lib/native');
+
+const EXAMPLES = path.join(__dirname, '..', '..', '..', 'examples', 'receipts');
+const PNG_SIGNATURE = Buffer.from([0x89, 0x50, 0x4e, 0x47, 0x0d, 0x0a, 0x1a, 0x0a]);
+
+// A 2 x 1 PNG: one black pixel and one fully transparent one.
+function tinyPng() {
+    const chunk = (type, data) => {
+        const body = Buffer.concat([Buffer.from(type), data]);
+        const length = Buffer.alloc(4);
+        length.writeUInt32BE(data.length);
+        const crc = Buffer.alloc(4);
+        crc.writeUInt32BE(zlib.crc32 ? zlib.crc32(body) : crc32(body));
+        return Buffer.concat([length, body, crc]);
+    };
+    const header = Buffer.alloc(13);
+    header.writeUInt32BE(2, 0);
+    header.writeUInt32BE(1, 4);
+    header.set([8, 6, 0, 0, 0], 8);
+    const pixels = zlib.deflateSync(Buffer.from([0, 0, 0, 0, 255, 0, 0, 0, 0]));
+    return Buffer.concat([PNG_SIGNATURE, chunk('IHDR', header), chunk('IDAT', pixels), chunk('IEND', Buffer.alloc(0))]);
+}
+
+function crc32(bytes) {
+    let c = ~0;
+    for (const b of bytes) {
+        c ^= b;
+        for (let k = 0; k < 8; k++) c = (c >>> 1) ^ (0xedb88320 & -(c & 1));
+    }
+    return ~c >>> 0;
+}
+
+test('the enums carry the library values and cannot be changed', () => {
+    const library = native.libraryConstants();
+    for (const [name, values] of Object.entries(library)) {
+        assert.deepEqual({ ...vc[name] }, values, name);
+        assert.ok(Object.isFrozen(vc[name]), name);
+    }
+});
+
+test('a receipt is built by chained calls and composed by the library', () => {
+    const receipt = new vc.Receipt({ cut: vc.CutType.PARTIAL, footerFeed: 3 })
+        .addText('CORNER CAFE', { style: vc.TextStyle.BOLD | vc.TextStyle.UNDERLINED, size: vc.TextSize.WIDE, position: vc.TextPosition.CENTER })
+        .addText('12 Harbour Street')
+        .addPrice('Flat white', '3.20', { rightStyle: vc.TextStyle.BOLD })
+        .addSeparator('=')
+        .addFeed(2)
+        .addBarcode('000123', { type: vc.BarcodeType.CODE39, hri: vc.BarcodeHri.BOTH });
+    assert.equal(receipt.length, 6);
+    assert.deepEqual([receipt.cut, receipt.headerFeed, receipt.footerFeed], [vc.CutType.PARTIAL, 0, 3]);
+    const bytes = receipt.compose();
+    assert.ok(Buffer.isBuffer(bytes) && bytes.includes('CORNER CAFE'));
+    assert.deepEqual(receipt.compose(), bytes);
+    const text = vc.previewText(receipt);
+    assert.match(text, /CORNER CAFE/);
+    assert.match(text, /Flat white +3\.20/);
+    assert.match(text, /partial cut/);
+});
+
+test('a bad argument throws TypeError or RangeError naming it, and adds nothing', () => {
+    const receipt = new vc.Receipt();
+    const cases = [
+        [() => receipt.addText(42), TypeError, /text must be a string, not number 42/],
+        [() => receipt.addText('x', { style: 1.5 }), RangeError, /style must be an integer/],
+        [() => receipt.addText('x', { colour: 1 }), TypeError, /has no option "colour"/],
+        [() => receipt.addText('x', { style: 64 }), RangeError, /line 1: .*style/i],
+        [() => receipt.addText('bell \u0007'), RangeError, /line 1: /],
+        [() => receipt.addFeed(128), RangeError, /line 1: lines: must lie in 0\.\.\.127, not 128/],
+        [() => receipt.addBarcode('12', { height: NaN }), RangeError, /height must be a finite number/],
+        [() => receipt.addImage({}), TypeError, /image must be an Image/],
+        [() => new vc.Receipt({ headerFeed: -1 }), RangeError, /headerFeed/],
+        [() => { receipt.footerFeed = 200; }, RangeError, /footerFeed/],
+        [() => vc.previewText('receipt'), TypeError, /receipt must be a Receipt/],
+    ];
+    for (const [call, kind, message] of cases) {
+        assert.throws(call, (error) => error instanceof kind && message.test(error.message), String(message));
+    }
+    assert.equal(receipt.length, 0);
+    assert.equal(receipt.footerFeed, 12);
+});
+
+test('receipt files read as vanto print reads them, from a file, an object or JSON text', () => {
+    const fromFile = vc.Receipt.fromFile(path.join(EXAMPLES, 'cafe.json'));
+    assert.ok(fromFile.length > 0);
+    const json = require(path.join(EXAMPLES, 'kitchen-order.json'));
+    const fromObject = vc.Receipt.fromJSON(json, { baseDir: EXAMPLES });
+    const fromText = vc.Receipt.fromJSON(JSON.stringify(json), { baseDir: EXAMPLES });
+    assert.deepEqual(fromObject.compose(), fromText.compose());
+    assert.throws(() => vc.Receipt.fromJSON({ lines: [{ lineType: 'FEED', lines: -1 }] }), (error) => error instanceof RangeError && /lines\[0\]/.test(error.message));
+    assert.throws(() => vc.Receipt.fromFile(path.join(EXAMPLES, 'missing.json')), RangeError);
+    assert.throws(() => vc.Receipt.fromJSON(7), TypeError);
+});
+
+test('images come from files, encoded bytes or RGBA pixels, under the limits of receipt files', () => {
+    const file = vc.Image.fromFile(path.join(EXAMPLES, 'cup.png'));
+    assert.ok(file.width > 0 && file.height > 0);
+    const encoded = vc.Image.fromBuffer(tinyPng());
+    assert.deepEqual([encoded.width, encoded.height], [2, 1]);
+    const raw = vc.Image.fromRGBA(2, 1, new Uint8Array([0, 0, 0, 255, 0, 0, 0, 0]).buffer);
+    const receipt = new vc.Receipt().addImage(file).addImage(encoded).addImage(raw);
+    assert.equal(receipt.length, 3);
+    assert.throws(() => vc.Image.fromRGBA(2, 2, Buffer.alloc(8)), RangeError);
+    assert.throws(() => vc.Image.fromBuffer(Buffer.from('not an image')), RangeError);
+    assert.throws(() => vc.Image.fromBuffer('cup.png'), TypeError);
+    assert.throws(() => new vc.Image(), TypeError);
+});
+
+test('a preview resolves to a PNG copied into JavaScript memory, and lets timers run while it draws', async () => {
+    const receipt = new vc.Receipt();
+    for (let n = 0; n < 200; n++) receipt.addText(`line ${n}`);
+    let ticks = 0;
+    const timer = setInterval(() => ticks++, 1);
+    const png = await vc.preview(receipt);
+    clearInterval(timer);
+    assert.ok(Buffer.isBuffer(png));
+    assert.deepEqual(png.subarray(0, 8), PNG_SIGNATURE);
+    assert.ok(ticks > 0, 'the event loop stood still while the preview was drawn');
+    // A copy: its memory is an ordinary ArrayBuffer that can be transferred.
+    assert.equal(structuredClone(png.buffer, { transfer: [png.buffer] }).byteLength > 0, true);
+});
