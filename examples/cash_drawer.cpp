@@ -9,9 +9,8 @@
 #include <string>
 
 #include "vantoconnect/Vanto.hpp"
-#include "vantoconnect/VantoConnectionManager.hpp"
 #include "vantoconnect/VantoError.hpp"
-#include "vantoconnect/connection/GenericConnectionManager.hpp"
+#include "vantoconnect/resilient/ResilientOptions.hpp"
 
 using namespace vantoconnect;
 
@@ -19,13 +18,10 @@ int main(int argc, char** argv) {
     const std::string address = argc > 1 ? argv[1] : "127.0.0.1";
     const int port = argc > 2 ? std::atoi(argv[2]) : 8080;
 
-    Vanto vanto;
-    auto manager =
-        std::dynamic_pointer_cast<GenericConnectionManager>(vanto.getConnectionManager());
-    manager->setConnectionIPAddress(address);
-    manager->VantoPort = port;
+    Vanto vanto(ResilientOptions{.address = address, .port = port});
 
-    // Both calls block until the unit answers; keep them off a user-interface thread.
+    // Both calls block until the unit answers or a time limit passes (3 s to connect, 5 s for
+    // the answer); keep them off a user-interface thread.
     try {
         const bool closed = vanto.cashDrawerStatus() == Vanto::CASH_DRAWER_STATUS_CLOSED;
         std::cout << "drawer is " << (closed ? "closed" : "open") << '\n';
@@ -39,6 +35,8 @@ int main(int argc, char** argv) {
             std::cout << "drawer already open, nothing sent\n";
         }
     } catch (const VantoError& error) {
+        // GENERIC: the unit could not be reached or sent no drawer answer; CONNECTION_LOST: it
+        // closed the connection or said nothing in time.
         std::cerr << "cash drawer: " << error.message() << '\n';
         return 1;
     }
