@@ -54,9 +54,10 @@ export declare const CosmeticColor: Readonly<{
 export type CosmeticColor = ValueOf<typeof CosmeticColor>;
 
 /**
- * What became of each packet of one receipt. Every data packet falls in exactly one of the four
- * counts: packetsAcknowledged + packetsRefused + packetsUnrecognised + packetsNotSent ===
- * packetsSent. Only `allAcknowledged` says the whole receipt reached the printer.
+ * What became of each packet of one receipt. Every data packet falls in exactly one of the five
+ * counts: packetsAcknowledged + packetsRefused + packetsUnrecognised + packetsUnanswered +
+ * packetsNotSent === packetsSent. Only `allAcknowledged` says the whole receipt reached the
+ * printer.
  */
 export interface DeliveryReport {
     readonly receiptId: number;
@@ -65,6 +66,8 @@ export interface DeliveryReport {
     readonly packetsRefused: number;
     readonly packetsUnrecognised: number;
     readonly packetsNotSent: number;
+    /** Went out, but the connection closed or fell silent before the unit answered: they may have printed. */
+    readonly packetsUnanswered: number;
     readonly endOfJobSent: boolean;
     readonly allAcknowledged: boolean;
     /** Withdrawn through its AbortSignal before it was sent. */
@@ -73,7 +76,7 @@ export interface DeliveryReport {
     readonly summary: string;
 }
 
-export type ErrorCode = 'GENERIC' | 'PRINTER_NOT_RESPONDING';
+export type ErrorCode = 'GENERIC' | 'PRINTER_NOT_RESPONDING' | 'CONNECTION_LOST' | 'CANCELLED';
 
 /** An error the library reports: a unit that cannot be reached or did not answer usefully. */
 export declare class VantoError extends Error {

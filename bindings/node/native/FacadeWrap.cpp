@@ -5,7 +5,6 @@
 
 #include "AddonData.hpp"
 #include "BackgroundCall.hpp"
-#include "FacadeProfile.hpp"
 #include "JsErrors.hpp"
 #include "JsFunction.hpp"
 #include "PrintEvents.hpp"
@@ -74,18 +73,22 @@ Napi::Function FacadeWrap::define(Napi::Env env) {
 FacadeWrap::FacadeWrap(const Napi::CallbackInfo& info) : Napi::ObjectWrap<FacadeWrap>(info) {
     const Napi::Env env = info.Env();
     const Napi::Object options = info[0].As<Napi::Object>();
-    FacadeSettings settings;
-    settings.classic = options.Get("profile").As<Napi::String>().Utf8Value() == "classic";
+    vantoreceipts::FacadeOptions settings;
+    settings.profile = options.Get("profile").As<Napi::String>().Utf8Value() == "classic"
+                           ? vantoreceipts::Profile::Classic
+                           : vantoreceipts::Profile::Resilient;
     const Napi::Value address = options.Get("address");
     if (address.IsString()) {
         settings.address = address.As<Napi::String>().Utf8Value();
     }
-    settings.port = options.Get("port").As<Napi::Number>().Int64Value();
+    const std::int64_t port = options.Get("port").As<Napi::Number>().Int64Value();
     settings.readTimeout = millisecondsOf(options, "readTimeout");
     settings.connectTimeout = millisecondsOf(options, "connectTimeout");
     settings.log = logTo(env, options.Get("log"));
     try {
-        mFacade = FacadeProfile::make(settings);
+        vantoreceipts::DeviceRequestCheck::port(port);
+        settings.port = static_cast<std::int32_t>(port);
+        mFacade = std::make_shared<CheckedFacade>(settings);
     } catch (...) {
         throw JsErrors::from(env, std::current_exception());
     }
@@ -100,7 +103,9 @@ Napi::Value FacadeWrap::port(const Napi::CallbackInfo& info) {
 }
 
 Napi::Value FacadeWrap::profile(const Napi::CallbackInfo& info) {
-    return Napi::String::New(info.Env(), FacadeProfile::inEffect(*mFacade));
+    return Napi::String::New(info.Env(), mFacade->profile() == vantoreceipts::Profile::Classic
+                                             ? "classic"
+                                             : "resilient");
 }
 
 Napi::Value FacadeWrap::cashDrawerStatus(const Napi::CallbackInfo& info) {
@@ -181,7 +186,7 @@ Napi::Value FacadeWrap::print(const Napi::CallbackInfo& info) {
 
 Napi::Value FacadeWrap::cancel(const Napi::CallbackInfo& info) {
     const auto id = static_cast<std::uint64_t>(info[0].As<Napi::Number>().Int64Value());
-    return Napi::Boolean::New(info.Env(), FacadeProfile::cancel(*mFacade, id));
+    return Napi::Boolean::New(info.Env(), mFacade->cancel(id));
 }
 
 Napi::Value FacadeWrap::close(const Napi::CallbackInfo& info) {

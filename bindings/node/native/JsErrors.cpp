@@ -17,6 +17,10 @@ const char* kindName(vantoconnect::VantoError::Kind kind) {
     switch (kind) {
         case vantoconnect::VantoError::Kind::PRINTER_NOT_RESPONDING:
             return "PRINTER_NOT_RESPONDING";
+        case vantoconnect::VantoError::Kind::CONNECTION_LOST:
+            return "CONNECTION_LOST";
+        case vantoconnect::VantoError::Kind::CANCELLED:
+            return "CANCELLED";
         case vantoconnect::VantoError::Kind::GENERIC:
             break;
     }

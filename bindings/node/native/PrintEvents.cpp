@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "AddonData.hpp"
-#include "FacadeProfile.hpp"
 #include "JsErrors.hpp"
 
 namespace vantonode {
@@ -74,9 +73,10 @@ Napi::Object PrintEvents::reportObject(Napi::Env env,
     shown.Set("packetsRefused", static_cast<double>(report.packetsRefused));
     shown.Set("packetsUnrecognised", static_cast<double>(report.packetsUnrecognised));
     shown.Set("packetsNotSent", static_cast<double>(report.packetsNotSent));
+    shown.Set("packetsUnanswered", static_cast<double>(report.packetsUnanswered));
     shown.Set("endOfJobSent", report.endOfJobSent);
     shown.Set("allAcknowledged", report.allAcknowledged);
-    shown.Set("cancelled", FacadeProfile::cancelled(report));
+    shown.Set("cancelled", report.cancelled);
     shown.Set("summary", report.summary());
     return shown;
 }
