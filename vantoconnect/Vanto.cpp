@@ -35,7 +35,8 @@ Vanto::Vanto()
 
 // The resilient profile: its own connection manager and printer queue, one stop signal that
 // ends both at once, and the same controllers, which build the same messages for either.
-Vanto::Vanto(const ResilientOptions& options) : mLog(std::make_shared<LogSink>(options.log)) {
+Vanto::Vanto(const ResilientOptions& given) : mLog(std::make_shared<LogSink>(given.log)) {
+    const ResilientOptions options = given.bounded();
     auto stop = std::make_shared<StopSignal>();
     auto port = std::make_shared<ResilientConnectionManager>(options, mLog, stop);
     mPort = port;

@@ -61,7 +61,7 @@ bool reachedUnit(Status status) {
 ResilientConnectionManager::ResilientConnectionManager(const ResilientOptions& options,
                                                        std::shared_ptr<const LogSink> log,
                                                        std::shared_ptr<StopSignal> stop)
-    : mOptions(options),
+    : mOptions(options.bounded()),
       mLog(std::move(log)),
       mStop(std::move(stop)),
       mAddress(options.address.empty() ? GenericConnectionManager::DEFAULT_IP_ADDRESS
@@ -141,7 +141,7 @@ Bytes ResilientConnectionManager::writeAndResponseRaw(const Bytes& buffer,
     }
     const auto deadline = Clock::now() + mOptions.readTimeout;
     const auto enough =
-        start + std::chrono::milliseconds(std::max<std::int64_t>(0, defaultMaxTimeout));
+        start + std::chrono::milliseconds(std::clamp<std::int64_t>(defaultMaxTimeout, 0, 86400000));
     UBytes received;
     for (;;) {
         status = socket.receive(received, deadline);

@@ -38,6 +38,11 @@ struct ResilientOptions {
     // call per line, never two at once; an empty function drops them. Nothing of this profile
     // writes to standard output.
     std::function<void(std::string_view line)> log{};
+
+    // The same options with every duration brought into 0 ms ... one day and the poll count
+    // made non-negative, so that no deadline computed from them can overflow, whatever an
+    // application passed. The facade uses these.
+    ResilientOptions bounded() const;
 };
 
 }  // namespace vantoconnect

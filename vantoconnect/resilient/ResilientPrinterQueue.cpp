@@ -83,7 +83,7 @@ ResilientPrinterQueue::ResilientPrinterQueue(std::shared_ptr<ResilientConnection
                                              std::shared_ptr<StopSignal> stop)
     : mState(std::make_shared<State>()) {
     mState->port = std::move(port);
-    mState->options = options;
+    mState->options = options.bounded();
     mState->options.log = nullptr;  // the sink has it; a second copy would only keep it alive
     mState->log = std::move(log);
     mState->stop = std::move(stop);
