@@ -98,12 +98,12 @@ void UnitServer::restart(std::chrono::milliseconds downtime) {
     // A day is longer than any reboot, and keeps the timer's arithmetic far from overflowing.
     downtime = std::clamp(downtime, std::chrono::milliseconds(0),
                           std::chrono::milliseconds(std::chrono::hours(24)));
-    std::promise<void> down;
+    // Whether it was running; the refusal is thrown here, on the caller's thread.
+    std::promise<bool> down;
     auto result = down.get_future();
     asio::post(mIo, [this, &down, downtime] {
         if (mStopped) {
-            down.set_exception(std::make_exception_ptr(
-                std::logic_error("the unit is not running: start it before restarting it")));
+            down.set_value(false);
             return;
         }
         ++mRestarts;
@@ -115,9 +115,11 @@ void UnitServer::restart(std::chrono::milliseconds downtime) {
                                 {"open_connections", mOpenConnections.load()}});
         closeAll("unit restarting");
         comeBack(downtime, true);
-        down.set_value();
+        down.set_value(true);
     });
-    result.get();
+    if (!result.get()) {
+        throw std::logic_error("the unit is not running: start it before restarting it");
+    }
 }
 
 void UnitServer::comeBack(std::chrono::milliseconds downtime, bool firstTry) {
