@@ -1,7 +1,6 @@
 #include "cli/Cli.hpp"
 
 #include <CLI/CLI.hpp>
-#include <cmath>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
@@ -15,6 +14,7 @@
 #include "cli/LibraryConsole.hpp"
 #include "cli/PortOption.hpp"
 #include "cli/PrintCommands.hpp"
+#include "cli/SecondsOption.hpp"
 #include "cli/UnitSession.hpp"
 #include "receipts/ReceiptInputError.hpp"
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
@@ -51,19 +51,6 @@ constexpr double MAX_TIMEOUT = 86400;
     std::_Exit(CliError::INTERNAL);
 }
 
-const CLI::Validator SECONDS(
-    [](std::string& text) -> std::string {
-        char* end = nullptr;
-        const double value = std::strtod(text.c_str(), &end);
-        if (text.empty() || end != text.c_str() + text.size() || !std::isfinite(value) ||
-            value <= 0 || value > MAX_TIMEOUT) {
-            return "\"" + text + "\" is not a number of seconds above 0 and at most " +
-                   std::to_string(static_cast<int>(MAX_TIMEOUT));
-        }
-        return {};
-    },
-    "SECONDS");
-
 void addUnitOptions(CLI::App& command, UnitAddress& unit) {
     command.add_option("--ip", unit.ip, "the unit's IPv4 address")->capture_default_str();
     command.add_option("--port", unit.port, "the unit's TCP port")
@@ -73,7 +60,7 @@ void addUnitOptions(CLI::App& command, UnitAddress& unit) {
         .add_option("--timeout", unit.timeoutSeconds,
                     "seconds the command may wait on the unit before it gives up (exit 3)")
         ->capture_default_str()
-        ->check(SECONDS);
+        ->check(SecondsOption::validator(MAX_TIMEOUT));
 }
 
 // Messages of other libraries may span lines; scripts read one line per failure.

@@ -3,7 +3,10 @@
 #include <sys/resource.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cmath>
 #include <csignal>
+#include <ctime>
 #include <iostream>
 #include <memory>
 #include <mutex>
@@ -11,6 +14,7 @@
 
 #include "cli/CliError.hpp"
 #include "cli/PortOption.hpp"
+#include "cli/SecondsOption.hpp"
 #include "emulator/DashboardAccess.hpp"
 
 namespace vantocli {
@@ -53,6 +57,40 @@ void allowDescriptorsFor(std::size_t connections) {
     }
 }
 
+// Restarts the unit on SIGHUP and every `restartEvery`, until SIGINT or SIGTERM.
+void waitForStop(EmulatedUnit& unit, const sigset_t& signals,
+                 const EmulateCommand::Options& options) {
+    using Clock = std::chrono::steady_clock;
+    const bool periodic = options.restartEvery.count() > 0;
+    auto nextRestart = Clock::now() + options.restartEvery;
+    for (;;) {
+        int received = 0;
+        if (periodic) {
+            const auto left = std::max(Clock::duration::zero(), nextRestart - Clock::now());
+            const auto secondsLeft = std::chrono::duration_cast<std::chrono::seconds>(left);
+            const timespec wait{
+                static_cast<time_t>(secondsLeft.count()),
+                static_cast<long>((left - secondsLeft) / std::chrono::nanoseconds(1))};
+            received = sigtimedwait(&signals, nullptr, &wait);
+            if (received < 0) {
+                if (errno != EAGAIN) {
+                    continue;  // interrupted: look at the clock again
+                }
+                nextRestart += options.restartEvery;
+            }
+        } else if (sigwait(&signals, &received) != 0) {
+            continue;
+        }
+        if (received == SIGINT || received == SIGTERM) {
+            return;
+        }
+        std::cerr << "vanto emulate: restarting (" << (received == SIGHUP ? "SIGHUP" : "periodic")
+                  << "): closing every connection, listening again in "
+                  << options.restartDowntime.count() << " ms" << std::endl;
+        unit.restart(options.restartDowntime);
+    }
+}
+
 const char* const PRINTER_HELP =
     "ready: the printer answers ready and prints; "
     "not-ready: every status poll answers 'not ready', data that still arrives is printed; "
@@ -72,6 +110,8 @@ void EmulateCommand::addTo(CLI::App& app, std::function<void()>& action, const b
         double logLimitMb = 64;
         int delayMs = 0;
         int httpPort = -1;
+        int restartMs = static_cast<int>(EmulatedUnit::DEFAULT_RESTART_DOWNTIME.count());
+        double restartEvery = 0;
     };
     auto parsed = std::make_shared<Parsed>();
     Options& emu = parsed->emu;
@@ -108,6 +148,21 @@ void EmulateCommand::addTo(CLI::App& app, std::function<void()>& action, const b
         ->check(CLI::NonNegativeNumber);
     emulate->add_flag("--refuse", emu.unit.faults.refuseConnections,
                       "close every connection at once");
+    emulate
+        ->add_option("--drop-next", emu.unit.faults.dropConnections,
+                     "close the next N connections that carry a request as soon as it is read, "
+                     "unanswered (print data is kept: only the answer is lost)")
+        ->check(CLI::Range(0, 1000000));
+    emulate
+        ->add_option("--restart-ms", parsed->restartMs,
+                     "milliseconds a restart keeps the unit down (connects are refused), for "
+                     "SIGHUP and --restart-every")
+        ->capture_default_str()
+        ->check(CLI::Range(0, 86400000));
+    emulate
+        ->add_option("--restart-every", parsed->restartEvery,
+                     "restart the unit every SECONDS (at most a day; SIGHUP restarts it too)")
+        ->check(SecondsOption::validator(86400));
     emulate
         ->add_option("--idle-timeout", parsed->idleTimeout,
                      "close a connection idle for SECONDS unless its sender still waits for an "
@@ -153,6 +208,9 @@ void EmulateCommand::addTo(CLI::App& app, std::function<void()>& action, const b
         emu.unit.jobIdleGap = seconds(parsed->jobGap);
         emu.unit.eventLogLimit = static_cast<std::size_t>(parsed->logLimitMb * (1u << 20));
         emu.verbose = verbose;
+        emu.restartDowntime = std::chrono::milliseconds(parsed->restartMs);
+        emu.restartEvery = std::chrono::milliseconds(
+            static_cast<long long>(std::ceil(parsed->restartEvery * 1000)));
         if (parsed->httpPort >= 0) {
             emu.unit.dashboard.enabled = true;
             emu.unit.dashboard.port = static_cast<std::uint16_t>(parsed->httpPort);
@@ -162,6 +220,13 @@ void EmulateCommand::addTo(CLI::App& app, std::function<void()>& action, const b
 }
 
 void EmulateCommand::run(Options options) {
+    if (options.restartEvery.count() > 0 && options.restartEvery <= options.restartDowntime) {
+        throw CliError(CliError::BAD_INPUT,
+                       "--restart-every: " + std::to_string(options.restartEvery.count()) +
+                           " ms is not longer than the downtime of " +
+                           std::to_string(options.restartDowntime.count()) +
+                           " ms (--restart-ms): the unit would never be back");
+    }
     allowDescriptorsFor(options.unit.maxConnections);
     options.unit.faults.printer = printerCondition(options.printerState);
     options.unit.faults.replyMode = replyMode(options.reply);
@@ -171,6 +236,7 @@ void EmulateCommand::run(Options options) {
     sigemptyset(&stopSignals);
     sigaddset(&stopSignals, SIGINT);
     sigaddset(&stopSignals, SIGTERM);
+    sigaddset(&stopSignals, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
     std::mutex outputMutex;
@@ -209,8 +275,7 @@ void EmulateCommand::run(Options options) {
         std::cerr << "vanto emulate: dashboard on " << unit->dashboardUrl() << std::endl;
     }
 
-    int received = 0;
-    sigwait(&stopSignals, &received);
+    waitForStop(*unit, stopSignals, options);
     unit->stop();
     std::cerr << "vanto emulate: stopped" << std::endl;
 }

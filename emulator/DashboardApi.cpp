@@ -17,6 +17,15 @@ using nlohmann::json;
 constexpr std::int64_t MAX_COUNT = 1000000;
 constexpr std::int64_t MAX_DELAY_MS = 600000;
 
+bool inRange(const json& value, std::int64_t limit) {
+    return value.is_number_integer() && value.get<std::int64_t>() >= 0 &&
+           value.get<std::int64_t>() <= limit;
+}
+
+std::string outOfRange(const std::string& field, std::int64_t limit) {
+    return field + " must be a whole number from 0 to " + std::to_string(limit);
+}
+
 std::int64_t millisSinceEpoch(std::chrono::system_clock::time_point at) {
     return std::chrono::duration_cast<std::chrono::milliseconds>(at.time_since_epoch()).count();
 }
@@ -48,8 +57,14 @@ json DashboardApi::state(const EmulatedUnit& unit) {
           {"reply", replyModeName(s.faults.replyMode)},
           {"corruptCrc", s.faults.corruptCrcReplies},
           {"delayMs", s.faults.replyDelay.count()},
-          {"refuse", s.faults.refuseConnections}}},
-        {"unit", {{"address", unit.address()}, {"port", unit.port()}}},
+          {"refuse", s.faults.refuseConnections},
+          {"dropNext", s.faults.dropConnections}}},
+        {"unit",
+         {{"address", unit.address()},
+          {"port", unit.port()},
+          {"listening", s.listening},
+          {"restarting", s.restarting},
+          {"restarts", s.restarts}}},
         {"counters",
          {{"connections", s.connections},
           {"openConnections", s.openConnections},
@@ -109,6 +124,9 @@ std::string DashboardApi::changeFaults(EmulatedUnit& unit, const json& body) {
         {"corruptCrc",
          {MAX_COUNT,
           [](EmulatedUnit& u, std::int64_t n) { u.corruptNextReplies(static_cast<int>(n)); }}},
+        {"dropNext",
+         {MAX_COUNT,
+          [](EmulatedUnit& u, std::int64_t n) { u.dropNextConnections(static_cast<int>(n)); }}},
         {"delayMs",
          {MAX_DELAY_MS,
           [](EmulatedUnit& u, std::int64_t n) { u.setReplyDelay(std::chrono::milliseconds(n)); }}},
@@ -142,9 +160,8 @@ std::string DashboardApi::changeFaults(EmulatedUnit& unit, const json& body) {
                 [&unit, refuse = value.get<bool>()] { unit.setRefuseConnections(refuse); });
         } else if (const auto number = NUMBERS.find(field); number != NUMBERS.end()) {
             const auto [limit, apply] = number->second;
-            if (!value.is_number_integer() || value.get<std::int64_t>() < 0 ||
-                value.get<std::int64_t>() > limit) {
-                return field + " must be a whole number from 0 to " + std::to_string(limit);
+            if (!inRange(value, limit)) {
+                return outOfRange(field, limit);
             }
             changes.push_back([&unit, apply, n = value.get<std::int64_t>()] { apply(unit, n); });
         } else {
@@ -153,6 +170,28 @@ std::string DashboardApi::changeFaults(EmulatedUnit& unit, const json& body) {
     }
     for (auto& change : changes) {
         change();
+    }
+    return {};
+}
+
+std::string DashboardApi::restart(EmulatedUnit& unit, const json& body) {
+    auto downtime = EmulatedUnit::DEFAULT_RESTART_DOWNTIME;
+    if (!body.is_object()) {
+        return "expected a JSON object, {} or {\"downtimeMs\": N}";
+    }
+    for (const auto& [field, value] : body.items()) {
+        if (field != "downtimeMs") {
+            return "unknown restart field \"" + field + "\"";
+        }
+        if (!inRange(value, MAX_DELAY_MS)) {
+            return outOfRange(field, MAX_DELAY_MS);
+        }
+        downtime = std::chrono::milliseconds(value.get<std::int64_t>());
+    }
+    try {
+        unit.restart(downtime);
+    } catch (const std::logic_error& e) {
+        return e.what();
     }
     return {};
 }

@@ -25,9 +25,11 @@ class DashboardApi {
 
     // Applies every field of `body` or, when any is wrong, none of them; returns the reason
     // for refusing, or an empty string. Fields: printer ("ready", "not-ready", "error"),
-    // printerNotReady, printerError, corruptCrc (counts), reply ("normal", "silent",
+    // printerNotReady, printerError, corruptCrc, dropNext (counts), reply ("normal", "silent",
     // "unrecognised"), delayMs, refuse (bool), drawerCloseAfterMs.
     static std::string changeFaults(EmulatedUnit& unit, const nlohmann::json& body);
+    // {} or {"downtimeMs": N}: restarts the unit, back after N ms (default 2000).
+    static std::string restart(EmulatedUnit& unit, const nlohmann::json& body);
     // {"action": "close"} or {"action": "open"}.
     static std::string changeDrawer(EmulatedUnit& unit, const nlohmann::json& body);
 };

@@ -39,7 +39,7 @@ void refuse(httplib::Response& res, int status, const std::string& why) {
 }
 
 bool isPostPath(const std::string& path) {
-    return path == "/api/faults" || path == "/api/drawer";
+    return path == "/api/faults" || path == "/api/drawer" || path == "/api/restart";
 }
 
 std::set<std::string> splitKinds(const std::string& text) {
@@ -350,6 +350,9 @@ void DashboardServer::routes() {
     });
     server.Post("/api/drawer", [change](const httplib::Request& req, httplib::Response& res) {
         change(req, res, &DashboardApi::changeDrawer);
+    });
+    server.Post("/api/restart", [change](const httplib::Request& req, httplib::Response& res) {
+        change(req, res, &DashboardApi::restart);
     });
 }
 

@@ -129,6 +129,12 @@ void EmulatedUnit::stop() {
     mParts->stop();
 }
 
+void EmulatedUnit::restart(std::chrono::milliseconds downtime) {
+    mParts->server.restart(downtime);
+    // Every connection is closed, so no packet can arrive for the jobs cut off here.
+    mParts->unit.restarted();
+}
+
 bool EmulatedUnit::running() const {
     return mParts->server.listening();
 }
@@ -149,6 +155,9 @@ UnitSnapshot EmulatedUnit::snapshot() const {
     s.frames = mParts->server.frames();
     s.frameErrors = mParts->server.frameErrors();
     s.receipts = mParts->pipeline.printed();
+    s.listening = mParts->server.listening();
+    s.restarting = mParts->server.restarting();
+    s.restarts = mParts->server.restarts();
     return s;
 }
 
@@ -182,6 +191,10 @@ void EmulatedUnit::setReplyDelay(std::chrono::milliseconds delay) {
 
 void EmulatedUnit::setRefuseConnections(bool refuse) {
     mParts->unit.setRefuseConnections(refuse);
+}
+
+void EmulatedUnit::dropNextConnections(int connections) {
+    mParts->unit.dropNextConnections(connections);
 }
 
 void EmulatedUnit::setJobIdleGap(std::chrono::milliseconds gap) {

@@ -35,6 +35,8 @@ namespace vantoemu {
 class EmulatedUnit {
   public:
     static constexpr std::size_t RECEIPTS_WITH_PIXELS = ReceiptPipeline::RECEIPTS_WITH_PIXELS;
+    // A short reboot: long enough for a client to meet refused connects, short enough for tests.
+    static constexpr std::chrono::milliseconds DEFAULT_RESTART_DOWNTIME{2000};
 
     static constexpr std::uint8_t CHANNEL_PRINTER = UnitState::CHANNEL_PRINTER;
     static constexpr std::uint8_t CHANNEL_IO = UnitState::CHANNEL_IO;
@@ -61,6 +63,14 @@ class EmulatedUnit {
     void start();
     // Closes the listener and every connection; waits for rendering in progress.
     void stop();
+    // A reboot: every connection is closed at once, connects are refused for `downtime` (at
+    // most a day), and then the unit listens again on the same address and port (the one
+    // picked, when it was started on port 0). A job cut off by it goes on paper at once, marked
+    // incomplete; the LEDs, lights, USB power, drawer, faults and receipts stay as they were.
+    // Returns once everything is closed, without waiting for the downtime; a restart meanwhile
+    // starts the downtime afresh. Throws std::logic_error when the unit is not started.
+    void restart(std::chrono::milliseconds downtime = DEFAULT_RESTART_DOWNTIME);
+    // Whether it listens: false before start, after stop and during a restart's downtime.
     bool running() const;
     std::uint16_t port() const;
     std::string address() const;
@@ -78,6 +88,9 @@ class EmulatedUnit {
     void corruptNextReplies(int replies);
     void setReplyDelay(std::chrono::milliseconds delay);
     void setRefuseConnections(bool refuse);
+    // The next `connections` connections that carry a request are closed as soon as it has
+    // been read, unanswered (see Faults::dropConnections).
+    void dropNextConnections(int connections);
     void setJobIdleGap(std::chrono::milliseconds gap);
 
     void openDrawer();

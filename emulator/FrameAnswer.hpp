@@ -19,6 +19,9 @@ struct FrameAnswer {
     // The sender waits for an answer that is not coming (withheld, or a request the unit has
     // no function for): its connection must never be closed under it.
     bool answerOwed = false;
+    // The connection is to be closed now, unanswered: the request took effect, the answer is
+    // lost on the way.
+    bool dropConnection = false;
     // How many of the replies have had the wire faults applied and gone to `writes`.
     std::size_t framed = 0;
 };

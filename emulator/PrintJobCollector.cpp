@@ -48,7 +48,7 @@ PrintJobCollector::Accepted PrintJobCollector::data(const std::string& senderAdd
     };
     Open* next = nullptr;
     for (auto& job : jobs) {
-        if (nextTag(job.lastTag) != tag) {
+        if (nextTag(job.lastTag) != tag || (tag == 1 && job.lastSeq < sender.querySeq)) {
             continue;
         }
         if (next == nullptr || stale(*next) > stale(job) ||
@@ -248,18 +248,7 @@ std::vector<PrintJob> PrintJobCollector::expire(Clock::time_point now) {
         // An end still not told apart goes to the job that heard from its sender last, since
         // the library sends the end right after a job's last packet.
         while (!sender.ends.empty() && now - sender.ends.front().at > END_WAIT) {
-            const std::uint64_t endSeq = sender.ends.front().seq;
-            const Open* latest = nullptr;
-            for (const auto& job : jobs) {
-                if (job.lastSeq < endSeq && (latest == nullptr || job.lastSeq > latest->lastSeq)) {
-                    latest = &job;
-                }
-            }
-            sender.ends.erase(sender.ends.begin());
-            if (latest != nullptr) {
-                finish(sender, latest->id, finished);
-            }
-            resolveEnds(sender, finished);
+            settleOldestEnd(sender, finished);
         }
         std::vector<std::uint64_t> silent;
         for (const auto& job : jobs) {
@@ -277,6 +266,52 @@ std::vector<PrintJob> PrintJobCollector::expire(Clock::time_point now) {
             finish(sender, id, finished);
         }
         it = jobs.empty() && sender.ends.empty() ? mOpen.erase(it) : std::next(it);
+    }
+    return finished;
+}
+
+void PrintJobCollector::settleOldestEnd(Sender& sender, std::vector<PrintJob>& finished) {
+    const std::uint64_t endSeq = sender.ends.front().seq;
+    const Open* latest = nullptr;
+    for (const auto& job : sender.jobs) {
+        if (job.lastSeq < endSeq && (latest == nullptr || job.lastSeq > latest->lastSeq)) {
+            latest = &job;
+        }
+    }
+    sender.ends.erase(sender.ends.begin());
+    if (latest != nullptr) {
+        finish(sender, latest->id, finished);
+    }
+    resolveEnds(sender, finished);
+}
+
+void PrintJobCollector::statusQuery(const std::string& address) {
+    auto found = mOpen.find(address);
+    if (found != mOpen.end() && !found->second.jobs.empty()) {
+        found->second.querySeq = ++mSeq;
+    }
+}
+
+std::vector<PrintJob> PrintJobCollector::restart() {
+    std::vector<PrintJob> finished;
+    std::vector<std::pair<std::uint64_t, PrintJob>> cutOff;
+    for (auto& [address, sender] : mOpen) {
+        while (!sender.ends.empty()) {
+            settleOldestEnd(sender, finished);
+        }
+        for (auto& open : sender.jobs) {
+            markOverlaps(sender.jobs, open);
+        }
+        for (auto& open : sender.jobs) {
+            open.job.markIncomplete("cut off: the unit restarted before the end of the job came");
+            cutOff.emplace_back(open.firstSeq, std::move(open.job));
+        }
+    }
+    mOpen.clear();
+    std::sort(cutOff.begin(), cutOff.end(),
+              [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (auto& [seq, job] : cutOff) {
+        finished.push_back(std::move(job));
     }
     return finished;
 }

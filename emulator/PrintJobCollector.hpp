@@ -64,6 +64,16 @@ class PrintJobCollector {
     // its sender last.
     std::vector<PrintJob> expire(Clock::time_point now);
 
+    // A printer status query from `sender`. The library asks before it sends a receipt, never
+    // while it sends one, so a tag 1 after the query starts a new job even where an open job
+    // of the sender ended at tag 15 and would take tag 1 next.
+    void statusQuery(const std::string& sender);
+
+    // The unit restarted: the ends waiting to be told apart go to the jobs heard from last, as
+    // END_WAIT would have them, and every job still open is finished as incomplete, in the
+    // order the jobs began. Nothing of them is remembered afterwards.
+    std::vector<PrintJob> restart();
+
     // The library sends the next packet within milliseconds of an acknowledgement.
     static constexpr std::chrono::seconds END_WAIT{2};
 
@@ -89,6 +99,7 @@ class PrintJobCollector {
     struct Sender {
         std::vector<Open> jobs;
         std::vector<PendingEnd> ends;  // oldest first
+        std::uint64_t querySeq = 0;    // arrival order of its latest status query
     };
 
     static std::uint8_t nextTag(std::uint8_t tag) { return tag >= LAST_TAG ? 1 : tag + 1; }
@@ -97,6 +108,8 @@ class PrintJobCollector {
     // Finishes the jobs that the waiting ends can be told to belong to.
     void resolveEnds(Sender& sender, std::vector<PrintJob>& finished);
     void finish(Sender& sender, std::uint64_t id, std::vector<PrintJob>& finished);
+    // Gives the oldest waiting end to the job that heard from its sender last before it.
+    void settleOldestEnd(Sender& sender, std::vector<PrintJob>& finished);
     void append(Open& job, std::uint8_t tag, std::span<const std::uint8_t> content,
                 Clock::time_point now);
     // Marks `job` and every other open job of the sender whose packets overlap its own.

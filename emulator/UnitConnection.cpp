@@ -46,6 +46,10 @@ void UnitConnection::onRead(std::error_code ec, std::size_t n) {
     }
     for (const auto& frame : output.frames) {
         FrameAnswer answer = mServer.frame(mId, mSender, frame);
+        if (answer.dropConnection) {
+            close("dropped once the request was read");
+            return;
+        }
         mAnswerWithheld = mAnswerWithheld || answer.answerOwed;
         for (auto& write : answer.writes) {
             schedule(std::move(write));

@@ -1,5 +1,6 @@
 #include "emulator/UnitServer.hpp"
 
+#include <algorithm>
 #include <future>
 #include <stdexcept>
 
@@ -15,7 +16,8 @@ UnitServer::UnitServer(asio::io_context& io, EventLog& log, Options options, Fra
       mOptions(std::move(options)),
       mHandler(std::move(handler)),
       mRefuse(std::move(refuseConnections)),
-      mRetryTimer(io) {}
+      mRetryTimer(io),
+      mRestartTimer(io) {}
 
 void UnitServer::start() {
     std::promise<void> started;
@@ -62,24 +64,84 @@ void UnitServer::stop() {
         if (!mStopped) {
             mStopped = true;
             mPaused = false;
-            mRetryTimer.cancel();
-            if (mAcceptor) {
-                std::error_code ignored;
-                mAcceptor->close(ignored);
-                mAcceptor.reset();
-            }
-            mListening = false;
+            mRestarting = false;
+            mRestartTimer.cancel();
+            closeListener();
             mLog.record("stopped");
         }
-        auto open = mConnections;
-        for (auto& [id, weak] : open) {
-            if (auto connection = weak.lock()) {
-                connection->close("unit stopped");
-            }
-        }
+        closeAll("unit stopped");
         stopped.set_value();
     });
     result.wait();
+}
+
+void UnitServer::closeListener() {
+    mRetryTimer.cancel();
+    if (mAcceptor) {
+        std::error_code ignored;
+        mAcceptor->close(ignored);
+        mAcceptor.reset();
+    }
+    mListening = false;
+}
+
+void UnitServer::closeAll(const std::string& reason) {
+    auto open = mConnections;
+    for (auto& [id, weak] : open) {
+        if (auto connection = weak.lock()) {
+            connection->close(reason);
+        }
+    }
+}
+
+void UnitServer::restart(std::chrono::milliseconds downtime) {
+    // A day is longer than any reboot, and keeps the timer's arithmetic far from overflowing.
+    downtime = std::clamp(downtime, std::chrono::milliseconds(0),
+                          std::chrono::milliseconds(std::chrono::hours(24)));
+    // Whether it was running; the refusal is thrown here, on the caller's thread.
+    std::promise<bool> down;
+    auto result = down.get_future();
+    asio::post(mIo, [this, &down, downtime] {
+        if (mStopped) {
+            down.set_value(false);
+            return;
+        }
+        ++mRestarts;
+        closeListener();
+        // Nothing reopens the listener while the unit is down, whatever closes.
+        mPaused = false;
+        mRestarting = true;
+        mLog.record("restart", {{"downtime_ms", downtime.count()},
+                                {"open_connections", mOpenConnections.load()}});
+        closeAll("unit restarting");
+        comeBack(downtime, true);
+        down.set_value(true);
+    });
+    if (!result.get()) {
+        throw std::logic_error("the unit is not running: start it before restarting it");
+    }
+}
+
+void UnitServer::comeBack(std::chrono::milliseconds downtime, bool firstTry) {
+    mRestartTimer.expires_after(firstTry ? downtime : std::chrono::milliseconds(200));
+    mRestartTimer.async_wait([this, downtime, firstTry](std::error_code ec) {
+        if (ec || mStopped || !mRestarting) {
+            return;
+        }
+        try {
+            listen();
+            mRestarting = false;
+            mLog.record("restarted", {{"address", mOptions.bind},
+                                      {"port", mPort.load()},
+                                      {"downtime_ms", downtime.count()}});
+        } catch (const std::exception& e) {
+            // Another program took the port meanwhile; a unit keeps trying, and says so once.
+            if (firstTry) {
+                mLog.record("listen_error", {{"error", e.what()}, {"detail", "trying again"}});
+            }
+            comeBack(downtime, false);
+        }
+    });
 }
 
 void UnitServer::accept() {
@@ -180,7 +242,7 @@ void UnitServer::closed(std::uint64_t connection, const std::string& reason) {
     mConnections.erase(connection);
     --mOpenConnections;
     mLog.record("disconnect", {{"connection", connection}, {"reason", reason}});
-    if (mPaused && !mStopped && mOpenConnections.load() < mOptions.maxConnections) {
+    if (mPaused && !mStopped && !mRestarting && mOpenConnections.load() < mOptions.maxConnections) {
         try {
             listen();
             mPaused = false;

@@ -48,6 +48,11 @@ class UnitServer {
     void start();
     // Closes the listener and every connection.
     void stop();
+    // A reboot: closes the listener and every connection at once, and listens again on the same
+    // address and port once `downtime` (at most a day) has passed; connects meanwhile are
+    // refused. Returns when everything is closed. A restart during the downtime starts the
+    // downtime afresh. Throws std::logic_error when the server is not started.
+    void restart(std::chrono::milliseconds downtime);
 
     bool listening() const { return mListening.load(); }
     std::uint16_t port() const { return mPort.load(); }
@@ -56,6 +61,8 @@ class UnitServer {
     std::uint64_t openConnections() const { return mOpenConnections.load(); }
     std::uint64_t frames() const { return mFrames.load(); }
     std::uint64_t frameErrors() const { return mFrameErrors.load(); }
+    std::uint64_t restarts() const { return mRestarts.load(); }
+    bool restarting() const { return mRestarting.load(); }
 
     // For the connections.
     FrameAnswer frame(std::uint64_t connection, const std::string& sender,
@@ -73,6 +80,10 @@ class UnitServer {
     // already waiting for an answer. Connections the system completed before the listener
     // closed are still served.
     void pauseAccepting();
+    // Listens again after a restart's downtime, trying again shortly while the port is taken.
+    void comeBack(std::chrono::milliseconds downtime, bool firstTry);
+    void closeListener();
+    void closeAll(const std::string& reason);
 
     asio::io_context& mIo;
     EventLog& mLog;
@@ -80,6 +91,7 @@ class UnitServer {
     FrameHandler mHandler;
     std::function<bool()> mRefuse;
     asio::steady_timer mRetryTimer;
+    asio::steady_timer mRestartTimer;
 
     // Touched on the network thread only.
     std::unique_ptr<asio::ip::tcp::acceptor> mAcceptor;
@@ -93,6 +105,8 @@ class UnitServer {
     std::atomic<std::uint64_t> mOpenConnections{0};
     std::atomic<std::uint64_t> mFrames{0};
     std::atomic<std::uint64_t> mFrameErrors{0};
+    std::atomic<std::uint64_t> mRestarts{0};
+    std::atomic<bool> mRestarting{false};  // down until a restart's downtime has passed
 };
 
 }  // namespace vantoemu

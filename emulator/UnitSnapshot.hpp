@@ -34,6 +34,10 @@ struct Faults {
     int corruptCrcReplies = 0;  // the next N replies carry a wrong CRC
     std::chrono::milliseconds replyDelay{0};
     bool refuseConnections = false;  // accepted connections are closed at once
+    // The next N connections that carry a request are closed as soon as it has been read,
+    // without an answer, as when the Wi-Fi drops: the request took effect (print data is in
+    // the job), only its answer is lost.
+    int dropConnections = 0;
 };
 
 struct DiagnosticLedState {
@@ -63,6 +67,9 @@ struct UnitSnapshot {
     std::uint64_t frameErrors = 0;
     std::uint64_t replies = 0;
     std::uint64_t receipts = 0;
+    bool listening = false;  // false while stopped, restarting or at the connection cap
+    bool restarting = false;
+    std::uint64_t restarts = 0;
 
     // The colour of the LED at a library position; -1 for a position without an LED.
     int diagnosticLed(int position) const;

@@ -62,12 +62,23 @@ void UnitState::setJobHandler(JobHandler handler) {
 FrameAnswer UnitState::answer(std::span<const std::uint8_t> message, const std::string& sender,
                               std::uint64_t connection) {
     FrameAnswer answer;
+    if (connection != 0) {
+        std::lock_guard lock(mMutex);
+        if (mFaults.dropConnections > 0) {
+            --mFaults.dropConnections;
+            answer.dropConnection = true;
+        }
+    }
     handle(message, sender, connection, answer);
     // Wire faults apply to every reply alike; the printer's data path has already applied
     // them to its acknowledgement, because whether the sender can read it decides what a
     // repeat of the packet means.
     while (answer.framed < answer.replies.size()) {
         reply(message, connection, answer);
+    }
+    if (answer.dropConnection) {
+        mLog.record("connection_dropped",
+                    {{"connection", connection}, {"answers_lost", answer.replies.size()}});
     }
     return answer;
 }
@@ -100,6 +111,8 @@ void UnitState::handle(std::span<const std::uint8_t> message, const std::string&
                 --mFaults.printerNotReadyPolls;
                 state = PRINTER_NOT_READY;
             }
+            // The library asks before each receipt, never while sending one.
+            mJobs.statusQuery(sender);
             if (mFaults.printer == PrinterCondition::NotReady) {
                 state = PRINTER_NOT_READY;
             } else if (mFaults.printer == PrinterCondition::Error) {
@@ -217,6 +230,10 @@ void UnitState::printerData(std::span<const std::uint8_t> message, std::uint8_t 
 
 bool UnitState::reply(std::span<const std::uint8_t> request, std::uint64_t connection,
                       FrameAnswer& answer) {
+    if (answer.dropConnection) {
+        ++answer.framed;
+        return false;
+    }
     Message message = answer.replies.at(answer.framed++);
     bool corrupt = false;
     ReplyMode mode;
@@ -278,6 +295,15 @@ void UnitState::expireJobs() {
     {
         std::lock_guard lock(mMutex);
         finished = mJobs.expire(PrintJobCollector::Clock::now());
+    }
+    finishJobs(std::move(finished));
+}
+
+void UnitState::restarted() {
+    std::vector<PrintJob> finished;
+    {
+        std::lock_guard lock(mMutex);
+        finished = mJobs.restart();
     }
     finishJobs(std::move(finished));
 }
@@ -410,7 +436,8 @@ void UnitState::setFaults(const Faults& faults) {
                          {"reply_mode", replyModeName(faults.replyMode)},
                          {"corrupt_crc_replies", faults.corruptCrcReplies},
                          {"reply_delay_ms", faults.replyDelay.count()},
-                         {"refuse_connections", faults.refuseConnections}});
+                         {"refuse_connections", faults.refuseConnections},
+                         {"drop_connections", faults.dropConnections}});
 }
 
 void UnitState::setPrinterCondition(PrinterCondition condition) {
@@ -467,6 +494,14 @@ void UnitState::setRefuseConnections(bool refuse) {
         mFaults.refuseConnections = refuse;
     }
     faultChanged("refuse_connections", refuse);
+}
+
+void UnitState::dropNextConnections(int connections) {
+    {
+        std::lock_guard lock(mMutex);
+        mFaults.dropConnections = std::max(0, connections);
+    }
+    faultChanged("drop_connections", connections);
 }
 
 bool UnitState::refusesConnections() const {

@@ -58,6 +58,9 @@ class UnitState {
 
     // Puts on paper the jobs whose senders have fallen silent; the owner calls it regularly.
     void expireJobs();
+    // What a reboot does to the unit: every open job goes on paper at once as it stands, since
+    // the rest of it can never come. The output lines, the drawer and the faults are kept.
+    void restarted();
     std::chrono::milliseconds jobIdleGap() const;
     void setJobIdleGap(std::chrono::milliseconds gap);
 
@@ -70,6 +73,7 @@ class UnitState {
     void corruptNextReplies(int replies);
     void setReplyDelay(std::chrono::milliseconds delay);
     void setRefuseConnections(bool refuse);
+    void dropNextConnections(int connections);
     bool refusesConnections() const;
 
     void openDrawer(const std::string& cause);

@@ -4,6 +4,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -177,6 +178,25 @@ vanto_status vanto_emulator_set_reply_delay(vanto_emulator_t* emulator, int64_t 
 
 vanto_status vanto_emulator_set_refuse_connections(vanto_emulator_t* emulator, int refuse) {
     return guarded(__func__, [&] { unitOf(emulator).setRefuseConnections(refuse != 0); });
+}
+
+vanto_status vanto_emulator_drop_next_connections(vanto_emulator_t* emulator, int32_t connections) {
+    return guarded(__func__, [&] {
+        auto& unit = unitOf(emulator);
+        unit.dropNextConnections(count(connections, "connections"));
+    });
+}
+
+vanto_status vanto_emulator_restart(vanto_emulator_t* emulator, int64_t downtime_ms) {
+    return guarded(__func__, [&] {
+        auto& unit = unitOf(emulator);
+        const auto downtime = duration(downtime_ms, "downtime_ms");
+        try {
+            unit.restart(downtime);
+        } catch (const std::logic_error& e) {
+            throw CApiError(VANTO_ERROR_INVALID, e.what());
+        }
+    });
 }
 
 vanto_status vanto_emulator_set_drawer_close_after(vanto_emulator_t* emulator, int64_t after_ms) {

@@ -112,16 +112,25 @@ function renderState(state) {
   renderCount('printerNotReady', state.faults.printerNotReady);
   renderCount('printerError', state.faults.printerError);
   renderCount('corruptCrc', state.faults.corruptCrc);
+  renderCount('dropNext', state.faults.dropNext);
   renderCount('delayMs', state.faults.delayMs);
   renderCount('drawerCloseAfterMs', state.drawer.closeAfterMs);
   byId('fault-refuse').checked = state.faults.refuse;
 
-  byId('unit-address').textContent = 'unit on ' + state.unit.address + ':' + state.unit.port;
+  let listening = '';
+  if (state.unit.restarting) {
+    listening = ' (restarting)';
+  } else if (!state.unit.listening) {
+    listening = ' (not listening: at its connection cap)';
+  }
+  byId('unit-address').textContent = 'unit on ' + state.unit.address + ':' + state.unit.port + listening;
+  byId('unit-address').dataset.listening = String(state.unit.listening);
   const c = state.counters;
   const counters = byId('counters');
   counters.replaceChildren(...[
     ['connections', c.connections], ['open', c.openConnections], ['frames', c.frames],
     ['bad frames', c.frameErrors], ['replies', c.replies], ['receipts', c.receipts],
+    ['restarts', state.unit.restarts],
   ].map(([name, value]) => element('div', {}, [
     element('dt', { textContent: name }), element('dd', { textContent: String(value) }),
   ])));
@@ -336,6 +345,15 @@ function wire() {
       post('/api/faults', { [field]: value });
     });
   }
+  byId('restart-form').addEventListener('submit', (e) => {
+    e.preventDefault();
+    const downtime = Number(byId('restart-downtimeMs').value);
+    if (!Number.isInteger(downtime) || downtime < 0) {
+      showError('the downtime must be a whole number of milliseconds, 0 or more');
+      return;
+    }
+    post('/api/restart', { downtimeMs: downtime });
+  });
   byId('fault-refuse').addEventListener('change', (e) => post('/api/faults', { refuse: e.target.checked }));
   byId('close-drawer').addEventListener('click', () => post('/api/drawer', { action: 'close' }));
   byId('open-drawer').addEventListener('click', () => post('/api/drawer', { action: 'open' }));

@@ -375,20 +375,28 @@ TEST_F(Cli, DemoDrivesItsOwnUnitAndLeavesThePicture) {
     EXPECT_TRUE(fs::exists(out / "receipt.png"));
 }
 
-TEST_F(Cli, EmulateServesUntilTerminated) {
+TEST_F(Cli, EmulateServesUntilTerminatedAndRestartsOnHangUp) {
     const auto port = vantoconnect::testing::FakeUnit::unusedPort();
     const auto log = scratch / "emulate.log";
-    const pid_t pid = startVanto(
-        {"emulate", "--port", std::to_string(port), "--out", (scratch / "emulated").string()}, log);
-    // Wait for the listening line rather than sleeping blindly.
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (slurp(log).find("listening on") == std::string::npos &&
-           std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    EXPECT_NE(slurp(log).find("listening on 127.0.0.1:" + std::to_string(port)), std::string::npos);
-    const auto r =
-        vanto({"drawer", "status", "--ip", "127.0.0.1", "--port", std::to_string(port)}, scratch);
+    const pid_t pid = startVanto({"emulate", "--port", std::to_string(port), "--out",
+                                  (scratch / "emulated").string(), "--restart-ms", "100"},
+                                 log);
+    // Wait for a line rather than sleeping blindly.
+    auto waitFor = [&](const std::string& text) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (slurp(log).find(text) == std::string::npos &&
+               std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return slurp(log).find(text) != std::string::npos;
+    };
+    EXPECT_TRUE(waitFor("listening on 127.0.0.1:" + std::to_string(port)));
+    const std::vector<std::string> drawerStatus = {"drawer",    "status", "--ip",
+                                                   "127.0.0.1", "--port", std::to_string(port)};
+    EXPECT_EQ(vanto(drawerStatus, scratch).out, "closed\n");
+    kill(pid, SIGHUP);
+    EXPECT_TRUE(waitFor("\"event\":\"restarted\""));
+    const auto r = vanto(drawerStatus, scratch);
     EXPECT_EQ(r.out, "closed\n") << r.err;
 
     kill(pid, SIGTERM);
@@ -522,6 +530,9 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
     const std::vector<Case> commands = {
         {{"frobnicate"}, 2, "vanto: unknown command \"frobnicate\" (use demo, emulate"},
         {{"led", "blink", "red"}, 2, "vanto: unknown led command \"blink\" (use diag or cosmetic)"},
+        {{"emulate", "--restart-every", "1", "--restart-ms", "2000"},
+         2,
+         "vanto: --restart-every: 1000 ms is not longer than the downtime of 2000 ms"},
         {{"drawer", "status", "--port", "abc"},
          2,
          "vanto: --port: \"abc\" is not a TCP port (a whole number in 1...65535)"},

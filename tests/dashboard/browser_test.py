@@ -183,6 +183,21 @@ class Dashboard(unittest.TestCase):
         self.browser.find_element(By.CSS_SELECTOR, "#event-kinds input[data-kind=receipt]").click()
         self.assertTrue(rows("receipt"))
 
+    def test_6_a_restart_from_the_page_closes_the_unit_and_brings_it_back(self):
+        downtime = self.find("restart-downtimeMs")
+        downtime.clear()
+        downtime.send_keys("3000")
+        self.find("restart").click()
+        self.wait_until(lambda: "restarting" in self.find("unit-address").text,
+                        "the page to show the unit restarting")
+        self.wait_until(lambda: "restarting" not in self.find("unit-address").text,
+                        "the unit to come back")
+        for kind in ("restart", "restarted"):
+            self.assertTrue(self.browser.find_elements(
+                By.CSS_SELECTOR, "#events li[data-kind=%s]" % kind), kind)
+        code, output = self.vanto("printer", "status")
+        self.assertEqual(code, 0, output)
+
     def test_9_no_console_errors_and_a_screenshot(self):
         self.wait_until(lambda: self.browser.execute_script(
             "return [...document.querySelectorAll('#gallery img')].every("

@@ -100,7 +100,10 @@ class LoopbackDashboard(unittest.TestCase):
             status, _ = post_json(self.port, "/api/faults", {"printer": "error"},
                                   headers={"Origin": origin})
             self.assertEqual(status, 403, origin)
+            status, _ = post_json(self.port, "/api/restart", {}, headers={"Origin": origin})
+            self.assertEqual(status, 403, origin)
         self.assertEqual(self.state()["faults"]["printer"], "ready")
+        self.assertEqual(self.state()["unit"]["restarts"], 0)
         # The page's own origin, and a client that sends none, may change it.
         status, body = post_json(self.port, "/api/faults", {"printer": "not-ready"},
                                  headers={"Origin": "http://localhost:%d" % self.port})
@@ -135,6 +138,7 @@ class LoopbackDashboard(unittest.TestCase):
     def test_only_get_reads_and_only_post_changes(self):
         self.assertEqual(request(self.port, "GET", "/api/faults")[0], 405)
         self.assertEqual(request(self.port, "GET", "/api/drawer")[0], 405)
+        self.assertEqual(request(self.port, "GET", "/api/restart")[0], 405)
         for method in ("PUT", "DELETE", "PATCH"):
             self.assertEqual(request(self.port, method, "/api/faults", "{}",
                                      {"Content-Type": "application/json"})[0], 405, method)

@@ -114,6 +114,7 @@ TEST_F(DashboardUnit, AFaultChangeReachesTheUnitThroughItsOwnSetters) {
                                                  {"printerNotReady", 2},
                                                  {"printerError", 4},
                                                  {"corruptCrc", 3},
+                                                 {"dropNext", 6},
                                                  {"delayMs", 5},
                                                  {"reply", "unrecognized"},
                                                  {"refuse", true},
@@ -124,11 +125,20 @@ TEST_F(DashboardUnit, AFaultChangeReachesTheUnitThroughItsOwnSetters) {
     EXPECT_EQ(s.faults.printerNotReadyPolls, 2);
     EXPECT_EQ(s.faults.printerErrorReplies, 4);
     EXPECT_EQ(s.faults.corruptCrcReplies, 3);
+    EXPECT_EQ(s.faults.dropConnections, 6);
     EXPECT_EQ(s.faults.replyDelay, 5ms);
     EXPECT_EQ(s.faults.replyMode, ReplyMode::Unrecognised);
     EXPECT_TRUE(s.faults.refuseConnections);
     EXPECT_EQ(s.drawerCloseAfter, 0ms);
     EXPECT_EQ(DashboardApi::state(*unit)["faults"]["printer"], "not-ready");
+}
+
+TEST_F(DashboardUnit, ARestartIsRefusedWholeOrMadeThroughTheUnit) {
+    EXPECT_NE(DashboardApi::restart(*unit, {{"downtimeMs", -1}}), "");
+    EXPECT_NE(DashboardApi::restart(*unit, {{"downtimeMs", 10}, {"now", true}}), "");
+    EXPECT_EQ(unit->snapshot().restarts, 0u);
+    EXPECT_EQ(DashboardApi::restart(*unit, {{"downtimeMs", 600000}}), "");
+    EXPECT_TRUE(DashboardApi::state(*unit)["unit"]["restarting"]);
 }
 
 TEST_F(DashboardUnit, ReceiptsListNewestFirstAndOnlyThoseAfterTheOnesShown) {

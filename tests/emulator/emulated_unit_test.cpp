@@ -283,6 +283,50 @@ TEST_F(EmulatedUnitTest, KeptReceiptsFilesAndEventsStayWithinTheirLimits) {
     EXPECT_EQ(last.rfind("== receipt 4: incomplete; cut off: nothing more came", 0), 0u) << last;
 }
 
+TEST_F(EmulatedUnitTest, ARestartClosesEverythingRefusesConnectsAndComesBackOnThePickedPort) {
+    vantoconnect::SetIOStateMessage led;
+    led.setDiagnosticLEDBitField(8, 3);
+    exchange(request(led, MessageBuilder::CHANNEL_IO_BUTTONS_LEDS, 0));
+    const auto port = unit->port();
+    auto idle = connectTo(*unit);
+    exchange(toPrinter({'c', 'u', 't', 0x0A}, 1));
+
+    unit->restart(10min);
+    EXPECT_FALSE(idle->read(1024, 2).has_value());
+    EXPECT_FALSE(vantoconnect::TCPClient("127.0.0.1", port).connect(2).isSuccess());
+    // The cut-off job is on paper at once, on its own.
+    ASSERT_TRUE(unit->waitForReceipts(1, 60s));
+    EXPECT_EQ(unit->receipts().at(0).notes.back(),
+              "cut off: the unit restarted before the end of the job came");
+
+    // A restart during the downtime starts it afresh: here none at all.
+    unit->restart(0ms);
+    ASSERT_TRUE(unit->waitForEvents("restarted", 1, 5s));
+    EXPECT_EQ(unit->port(), port);
+    EXPECT_EQ(unit->snapshot().diagnosticLed(8), 3);
+    printJob("next\n");
+    ASSERT_TRUE(unit->waitForReceipts(2, 60s));
+    EXPECT_EQ(unit->receipts().at(1).marks(), "complete");
+    unit->stop();
+    EXPECT_THROW(unit->restart(0ms), std::logic_error);
+}
+
+TEST_F(EmulatedUnitTest, DroppedConnectionsTakeTheRequestAndLoseOnlyTheAnswer) {
+    unit->dropNextConnections(1);
+    EXPECT_FALSE(exchange(toPrinter({'a', 0x0A}, 1)).has_value());
+    EXPECT_EQ(unit->snapshot().faults.dropConnections, 0);
+    // The packet whose answer was lost is in the job: the sender's resend is not printed twice.
+    EXPECT_EQ(classify(exchange(toPrinter({'a', 0x0A}, 1))), Response::PRINT_ACKNOWLEDGED);
+    EXPECT_EQ(classify(exchange(toPrinter({'b', 0x0A}, 2))), Response::PRINT_ACKNOWLEDGED);
+    auto end = connectTo(*unit);
+    end->send(toPrinter({0x00}, 0));
+    ASSERT_TRUE(unit->waitForReceipts(1, 60s));
+    const auto receipt = unit->receipts().at(0);
+    EXPECT_EQ(std::string(receipt.bytes.begin(), receipt.bytes.end()), "a\nb\n");
+    EXPECT_EQ(receipt.marks(), "complete");
+    EXPECT_EQ(disconnects("dropped once the request was read"), 1u);
+}
+
 TEST_F(EmulatedUnitTest, IoStateIsAnsweredAndDrivesTheSolenoid) {
     vantoconnect::SetIOStateMessage led;
     led.setDiagnosticLEDBitField(8, 1);

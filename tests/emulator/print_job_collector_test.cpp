@@ -8,7 +8,7 @@
 #include "emulator/PrintJobCollector.hpp"
 
 // How packets that arrive one connection at a time become jobs: resends, second senders at
-// one address, skipped tags, jobs whose sender vanished.
+// one address, skipped tags, jobs whose sender vanished or gave up, restarts of the unit.
 
 namespace vantoemu {
 namespace {
@@ -17,7 +17,12 @@ using namespace std::chrono_literals;
 using Clock = PrintJobCollector::Clock;
 using UBytes = std::vector<std::uint8_t>;
 
-// One thing arriving: a data packet (tag 1..15), or the end of a job (tag 0).
+// The end of a job, a printer status query from the sender, a restart of the unit.
+constexpr int END = 0;
+constexpr int QUERY = -1;
+constexpr int RESTART = -2;
+
+// One thing happening: a data packet (tag 1..15), or one of the above.
 struct Step {
     std::string sender;
     int tag;
@@ -50,8 +55,16 @@ std::vector<Paper> run(const std::vector<Step>& steps, std::vector<PrintJob>* jo
         }
     };
     for (const auto& step : steps) {
-        if (step.tag == 0) {
+        if (step.tag == END) {
             keep(collector.endOfJob(step.sender, now));
+            continue;
+        }
+        if (step.tag == QUERY) {
+            collector.statusQuery(step.sender);
+            continue;
+        }
+        if (step.tag == RESTART) {
+            keep(collector.restart());
             continue;
         }
         const UBytes content(step.content.begin(), step.content.end());
@@ -68,6 +81,20 @@ std::vector<Paper> run(const std::vector<Step>& steps, std::vector<PrintJob>* jo
 
 const std::string A = "10.0.0.5";
 const std::string B = "10.0.0.6";
+
+// A job's first fifteen packets, tags 1 to 15, carrying "1" to "9" and "a" to "f".
+std::vector<Step> fifteenPackets(const std::string& sender) {
+    std::vector<Step> steps;
+    for (int tag = 1; tag <= 15; ++tag) {
+        steps.push_back({sender, tag, std::string(1, "0123456789abcdef"[tag])});
+    }
+    return steps;
+}
+
+std::vector<Step> then(std::vector<Step> first, const std::vector<Step>& rest) {
+    first.insert(first.end(), rest.begin(), rest.end());
+    return first;
+}
 
 class Collector : public ::testing::TestWithParam<Scenario> {};
 
@@ -87,23 +114,7 @@ INSTANTIATE_TEST_SUITE_P(
                  {{A, 1, "a", false}, {A, 1, "a"}, {A, 2, "b"}, {A, 0, ""}},
                  {{"ab", "complete"}}},
         Scenario{"TagsWrapAfterFifteen",
-                 {{A, 1, "1"},
-                  {A, 2, "2"},
-                  {A, 3, "3"},
-                  {A, 4, "4"},
-                  {A, 5, "5"},
-                  {A, 6, "6"},
-                  {A, 7, "7"},
-                  {A, 8, "8"},
-                  {A, 9, "9"},
-                  {A, 10, "a"},
-                  {A, 11, "b"},
-                  {A, 12, "c"},
-                  {A, 13, "d"},
-                  {A, 14, "e"},
-                  {A, 15, "f"},
-                  {A, 1, "g"},
-                  {A, 0, ""}},
+                 then(fifteenPackets(A), {{A, 1, "g"}, {A, END, ""}}),
                  {{"123456789abcdefg", "complete"}}},
         Scenario{"SkippedTagMeansIncomplete",
                  {{A, 1, "a"}, {A, 2, "b"}, {A, 4, "d"}, {A, 0, ""}},
@@ -146,7 +157,27 @@ INSTANTIATE_TEST_SUITE_P(
                  {{"\x1F\x74", "complete"}}},
         Scenario{"JobStartingPastTagOneLostItsStart",
                  {{A, 4, "d"}, {A, 5, "e"}, {A, 0, ""}},
-                 {{"de", "incomplete"}}}),
+                 {{"de", "incomplete"}}},
+        // A client that stops mid-receipt and starts the next one.
+        Scenario{"AnswerLostAndNotResentThenTheNextReceipt",
+                 {{A, 1, "a"}, {A, 2, "b", false}, {A, QUERY, ""}, {A, 1, "N"}, {A, END, ""}},
+                 {{"ab", "incomplete"}, {"N", "complete"}}},
+        Scenario{"StoppedAtTagFifteenIsNotGluedToTheNextReceipt",
+                 then(fifteenPackets(A), {{A, QUERY, ""}, {A, 1, "N"}, {A, 2, "E"}, {A, END, ""}}),
+                 {{"123456789abcdef", "incomplete"}, {"NE", "complete"}}},
+        Scenario{"RestartCutsOffTheOpenJobAndWhatFollowsItsCut",
+                 {{A, 1, "a"},
+                  {A, 2, "b", false},
+                  {A, RESTART, ""},
+                  {A, 2, "b"},
+                  {A, 3, "c"},
+                  {A, END, ""},
+                  {A, 1, "N"},
+                  {A, END, ""}},
+                 {{"ab", "incomplete"}, {"bc", "incomplete"}, {"N", "complete"}}},
+        Scenario{"RestartGivesAnEndNotYetToldApartToTheJobHeardFromLast",
+                 {{A, 1, "a"}, {A, 1, "b"}, {A, END, ""}, {A, RESTART, ""}},
+                 {{"b", "interleaved"}, {"a", "incomplete, interleaved"}}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(CollectorNotes, SayWhyAReceiptIsMarked) {

@@ -422,6 +422,19 @@ VANTO_API vanto_status vanto_emulator_set_reply_delay(vanto_emulator_t* emulator
 /* Non-zero: every connection is closed as soon as it is accepted. */
 VANTO_API vanto_status vanto_emulator_set_refuse_connections(vanto_emulator_t* emulator,
                                                              int refuse);
+/* The next `connections` connections that carry a request are closed as soon as the request
+ * has been read, without an answer, as when the Wi-Fi drops: the request took effect (a print
+ * packet is kept in its job), only the answer is lost. */
+VANTO_API vanto_status vanto_emulator_drop_next_connections(vanto_emulator_t* emulator,
+                                                            int32_t connections);
+/* A reboot of the unit: every open connection is closed at once, connects are refused for
+ * `downtime_ms`, then the unit listens again on the same address and port. A print job cut off
+ * by it goes on paper at once, marked incomplete; LEDs, lights, USB power, the drawer, the faults
+ * and the receipts stay as they were. Returns without waiting for the downtime; a restart during
+ * it starts the downtime afresh. VANTO_ERROR_INVALID when the unit is not started. The classic
+ * profile ends the process when a unit closes the connection while it waits for an answer, so
+ * restart only a unit no receipt is being sent to, unless the client copes with that. */
+VANTO_API vanto_status vanto_emulator_restart(vanto_emulator_t* emulator, int64_t downtime_ms);
 /* Milliseconds until an opened drawer closes by itself (default 5000; 0: stays open). */
 VANTO_API vanto_status vanto_emulator_set_drawer_close_after(vanto_emulator_t* emulator,
                                                              int64_t after_ms);
@@ -449,8 +462,10 @@ VANTO_API vanto_status vanto_emulator_wait_for_receipts(const vanto_emulator_t* 
                                                         int64_t count, int64_t timeout_ms);
 /* A receipt's paper as text (free with vanto_string_free) and as a PNG (free with
  * vanto_bytes_free). The unit keeps the last 64 receipts' text and the last 16 pictures in
- * memory; older pictures are read from out_dir when one was given. *complete is 1 when every
- * packet of the job arrived, in order, from one sender. */
+ * memory; older pictures are read from out_dir when one was given. *complete is 1 when the job's
+ * packets arrived from one sender with unbroken tags from the first on and an end-of-job message
+ * closed them. It cannot tell that the sender meant to send more: a client that gives up on a
+ * receipt and then sends the end of the job leaves a complete-looking job of what it sent. */
 VANTO_API vanto_status vanto_emulator_receipt_text(const vanto_emulator_t* emulator,
                                                    int64_t number, char** text);
 VANTO_API vanto_status vanto_emulator_receipt_png(const vanto_emulator_t* emulator,

@@ -80,6 +80,8 @@ py::dict stateOf(const EmulatedUnit& unit) {
     state["corrupt_crc"] = faults.corruptCrcReplies;
     state["delay_ms"] = faults.replyDelay.count();
     state["refuse"] = faults.refuseConnections;
+    state["drop_next"] = faults.dropConnections;
+    state["restarting"] = snapshot.restarting;
     state["receipts"] = snapshot.receipts;
     return state;
 }
@@ -107,7 +109,8 @@ vantoemu::ReplyMode replyMode(const std::string& word) {
 std::unique_ptr<EmulatedUnit, GilFreeDelete> makeUnit(
     const std::string& bind, std::uint16_t port, const std::string& outDir, std::size_t keep,
     std::int64_t drawerCloseAfterMs, const std::string& printerState, int printerNotReady,
-    int printerError, const std::string& reply, int corruptCrc, std::int64_t delayMs, bool refuse) {
+    int printerError, const std::string& reply, int corruptCrc, std::int64_t delayMs, bool refuse,
+    int dropNext) {
     vantoemu::UnitOptions options;
     options.bind = bind;
     options.port = port;
@@ -121,6 +124,7 @@ std::unique_ptr<EmulatedUnit, GilFreeDelete> makeUnit(
     options.faults.corruptCrcReplies = corruptCrc;
     options.faults.replyDelay = milliseconds(delayMs);
     options.faults.refuseConnections = refuse;
+    options.faults.dropConnections = dropNext;
     const py::gil_scoped_release released;
     return std::unique_ptr<EmulatedUnit, GilFreeDelete>(new EmulatedUnit(options));
 }
@@ -133,7 +137,7 @@ void bindEmulator(py::module_& module) {
         .def(py::init(&makeUnit), py::arg("bind"), py::arg("port"), py::arg("out_dir"),
              py::arg("keep"), py::arg("drawer_close_after_ms"), py::arg("printer_state"),
              py::arg("printer_not_ready"), py::arg("printer_error"), py::arg("reply"),
-             py::arg("corrupt_crc"), py::arg("delay_ms"), py::arg("refuse"))
+             py::arg("corrupt_crc"), py::arg("delay_ms"), py::arg("refuse"), py::arg("drop_next"))
         .def("start", &EmulatedUnit::start, Release())
         .def("stop", &EmulatedUnit::stop, Release())
         .def("running", &EmulatedUnit::running, Release())
@@ -184,6 +188,10 @@ void bindEmulator(py::module_& module) {
             [](EmulatedUnit& unit, std::int64_t ms) { unit.setReplyDelay(milliseconds(ms)); },
             py::arg("ms"), Release())
         .def("set_refuse", &EmulatedUnit::setRefuseConnections, py::arg("refuse"), Release())
+        .def("set_drop_next", &EmulatedUnit::dropNextConnections, py::arg("connections"), Release())
+        .def(
+            "restart", [](EmulatedUnit& unit, std::int64_t ms) { unit.restart(milliseconds(ms)); },
+            py::arg("ms"), Release())
         .def(
             "set_drawer_close_after_ms",
             [](EmulatedUnit& unit, std::int64_t ms) { unit.setDrawerCloseAfter(milliseconds(ms)); },

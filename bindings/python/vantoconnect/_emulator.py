@@ -28,7 +28,8 @@ class PrintedReceipt:
     packets: int
     """Data packets the job arrived in."""
     incomplete: bool
-    """A packet was skipped, the job's start never came, or the sender stopped before its end."""
+    """A packet was skipped, the job's start never came, or the job was cut off: its sender
+    went silent or began another job, or the unit restarted, before the end of the job came."""
     interleaved: bool
     """Another sender's job from the same address overlapped this one."""
     notes: Tuple[str, ...]
@@ -36,7 +37,10 @@ class PrintedReceipt:
 
     @property
     def complete(self) -> bool:
-        """Neither incomplete nor interleaved."""
+        """Neither incomplete nor interleaved: the job's packets came from one sender with
+        unbroken tags from the first on, and an end-of-job message closed them. It cannot tell
+        that the sender meant to send more: a client that gives up on a receipt and then ends
+        the job leaves a complete-looking job of what it sent."""
         return not self.incomplete and not self.interleaved
 
 
@@ -67,6 +71,7 @@ class Emulator:
         corrupt_crc: int = 0,
         delay_ms: int = 0,
         refuse: bool = False,
+        drop_next: int = 0,
         drawer_close_after_ms: int = 5000,
         out_dir: Union[str, os.PathLike[str], None] = None,
         keep: int = 0,
@@ -81,8 +86,9 @@ class Emulator:
         next N print packets are refused while the status still reads ready. ``reply``:
         "normal", "silent" or "unrecognised". ``corrupt_crc``: the next N replies carry a wrong
         check value. ``delay_ms``: every reply is delayed. ``refuse``: every connection is
-        closed at once. ``drawer_close_after_ms``: an opened drawer closes after this (0: stays
-        open). ``out_dir``: where receipt PNG and text files and events.jsonl go (None: nothing
+        closed at once. ``drop_next``: the next N connections that carry a request are closed
+        once it is read, unanswered (print data is kept; only the answer is lost).
+        ``drawer_close_after_ms``: an opened drawer closes after this (0: stays open). ``out_dir``: where receipt PNG and text files and events.jsonl go (None: nothing
         on disk). ``keep``: receipts kept on disk and in memory (0: every file). ``bind`` and
         ``port`` (0: a free one) say where it listens.
         """
@@ -104,6 +110,7 @@ class Emulator:
                 _count("corrupt_crc", corrupt_crc),
                 _count("delay_ms", delay_ms),
                 refuse,
+                _count("drop_next", drop_next),
             )
         except RuntimeError as error:
             raise OSError(str(error)) from error
@@ -119,10 +126,25 @@ class Emulator:
         """Closes the listener and every connection; see the class's warning."""
         self._unit.stop()
 
+    def restart(self, downtime_ms: int = 2000) -> None:
+        """Reboots the unit: closes every connection at once, refuses connects for
+        ``downtime_ms``, then listens again on the same address and port. A print job cut off
+        by it goes on paper at once, marked incomplete; LEDs, lights, USB power, the drawer, the
+        faults and the receipts stay. Returns without waiting for the downtime; ``running`` is
+        False until the unit is back. RuntimeError when it is not started. See the class's
+        warning: the classic profile ends its process when this happens under a request.
+        """
+        self._unit.restart(_count("downtime_ms", downtime_ms))
+
     @property
     def running(self) -> bool:
-        """Whether it listens."""
+        """Whether it listens (False while stopped or restarting)."""
         return self._unit.running()
+
+    @property
+    def restarting(self) -> bool:
+        """Whether a restart's downtime is still running."""
+        return bool(self._state()["restarting"])
 
     def __enter__(self) -> Emulator:
         self.start()
@@ -221,6 +243,15 @@ class Emulator:
     @refuse.setter
     def refuse(self, refuse: bool) -> None:
         self._unit.set_refuse(refuse)
+
+    @property
+    def drop_next(self) -> int:
+        """Connections still to close unanswered once their request is read."""
+        return int(self._state()["drop_next"])
+
+    @drop_next.setter
+    def drop_next(self, connections: int) -> None:
+        self._unit.set_drop_next(_count("drop_next", connections))
 
     @property
     def drawer_close_after_ms(self) -> int:

@@ -492,6 +492,21 @@ TEST_F(UnitTest, AnUnreachableUnitIsAnErrorAndAHangUpIsSurvivedOnTheCallersThrea
         << lastError();
     ASSERT_EQ(vanto_emulator_set_refuse_connections(unit.get(), 0), VANTO_OK);
     EXPECT_EQ(vanto_printer_busy(v, &busy), VANTO_OK) << "the process and the facade go on";
+
+    // A dropped connection reads back as the same hang-up; a restarting unit refuses connects.
+    ASSERT_EQ(vanto_emulator_drop_next_connections(unit.get(), 1), VANTO_OK);
+    EXPECT_EQ(vanto_printer_busy(v, &busy), VANTO_ERROR_FATAL);
+    ASSERT_EQ(vanto_emulator_restart(unit.get(), 600000), VANTO_OK) << lastError();
+    EXPECT_EQ(vanto_printer_busy(v, &busy), VANTO_OK);
+    EXPECT_EQ(busy, 1);
+    ASSERT_EQ(vanto_emulator_restart(unit.get(), 0), VANTO_OK);
+    EXPECT_TRUE(eventually([&] { return vanto_printer_busy(v, &busy) == VANTO_OK && busy == 0; }));
+    EXPECT_EQ(vanto_emulator_restart(unit.get(), -1), VANTO_ERROR_INVALID);
+    EXPECT_EQ(lastError(), "vanto_emulator_restart: downtime_ms must not be negative, not -1");
+    ASSERT_EQ(vanto_emulator_stop(unit.get()), VANTO_OK);
+    EXPECT_EQ(vanto_emulator_restart(unit.get(), 0), VANTO_ERROR_INVALID);
+    EXPECT_EQ(lastError(),
+              "vanto_emulator_restart: the unit is not running: start it before restarting it");
 }
 
 TEST_F(UnitTest, ConsoleLinesGoWhereTheCallerSays) {

@@ -116,11 +116,28 @@ def test_an_unreachable_unit_is_a_generic_error() -> None:
 
 
 @pytest.mark.parametrize("call", [vc.Vanto.printer_busy, vc.Vanto.cash_drawer_status])
+@pytest.mark.parametrize("fault, value", [("refuse", True), ("drop_next", 1)])
 def test_a_unit_that_hangs_up_instead_of_answering_raises_fatal_error(
-    unit: vc.Emulator, vanto: vc.Vanto, call: Callable[[vc.Vanto], object]
+    unit: vc.Emulator,
+    vanto: vc.Vanto,
+    call: Callable[[vc.Vanto], object],
+    fault: str,
+    value: object,
 ) -> None:
-    unit.refuse = True
+    setattr(unit, fault, value)
     with pytest.raises(vc.FatalError, match="closed the connection"):
         call(vanto)
     unit.refuse = False
+    assert unit.drop_next == 0
     assert vanto.cash_drawer_status() is vc.DrawerStatus.CLOSED
+
+
+def test_a_restarting_unit_refuses_connects_and_comes_back_on_its_port(
+    unit: vc.Emulator, vanto: vc.Vanto
+) -> None:
+    port = unit.port
+    unit.restart(600000)
+    assert not unit.running and unit.restarting and vanto.printer_busy() is True
+    unit.restart(0)
+    assert eventually(lambda: unit.running) and unit.port == port
+    assert vanto.printer_busy() is False
