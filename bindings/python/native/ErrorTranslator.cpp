@@ -23,11 +23,26 @@ void raise(const py::object& exception) {
 }  // namespace
 
 py::object ErrorTranslator::vantoError(const vantoconnect::VantoError& error, py::object report) {
-    const bool dropped = error.kind() == vantoconnect::VantoError::Kind::PRINTER_NOT_RESPONDING;
-    const py::object kinds = errorClass("ErrorKind");
-    return errorClass(dropped ? "PrinterNotResponding" : "VantoError")(
-        error.message(),
-        py::arg("kind") = kinds.attr(dropped ? "PRINTER_NOT_RESPONDING" : "GENERIC"),
+    using Kind = vantoconnect::VantoError::Kind;
+    struct Shown {
+        const char* kind;
+        const char* className;
+    };
+    const Shown shown = [&]() -> Shown {
+        switch (error.kind()) {
+            case Kind::PRINTER_NOT_RESPONDING:
+                return {"PRINTER_NOT_RESPONDING", "PrinterNotResponding"};
+            case Kind::CONNECTION_LOST:
+                return {"CONNECTION_LOST", "ConnectionLostError"};
+            case Kind::CANCELLED:
+                return {"CANCELLED", "ReceiptCancelled"};
+            case Kind::GENERIC:
+                break;
+        }
+        return {"GENERIC", "VantoError"};
+    }();
+    return errorClass(shown.className)(
+        error.message(), py::arg("kind") = errorClass("ErrorKind").attr(shown.kind),
         py::arg("description") = error.description(), py::arg("report") = std::move(report));
 }
 

@@ -3,6 +3,8 @@
 // The library's errors as the package's Python exceptions (vantoconnect._errors):
 //   VantoError (GENERIC)                        -> vantoconnect.VantoError
 //   VantoError (PRINTER_NOT_RESPONDING)         -> vantoconnect.PrinterNotResponding
+//   VantoError (CONNECTION_LOST)                -> vantoconnect.ConnectionLostError
+//   VantoError (CANCELLED)                      -> vantoconnect.ReceiptCancelled
 //   FatalError on the caller's thread           -> vantoconnect.FatalError
 //   ReceiptInputError, Image::Error (bad input) -> ValueError, with the receipts layer's message
 

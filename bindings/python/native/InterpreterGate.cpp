@@ -52,13 +52,13 @@ InterpreterGate::Pass::~Pass() {
     g.left.notify_all();
 }
 
-void InterpreterGate::close(std::chrono::milliseconds limit) noexcept {
+bool InterpreterGate::close(std::chrono::milliseconds limit) noexcept {
     Gate& g = gate();
     std::unique_lock lock(g.mutex);
     g.closed = true;
     // A thread still inside past the limit (a callback that never returns) may yet be ended by
     // Python; waiting for ever would hang the exit instead.
-    g.left.wait_for(lock, limit, [&g] { return g.inside == 0; });
+    return g.left.wait_for(lock, limit, [&g] { return g.inside == 0; });
 }
 
 }  // namespace vantopy

@@ -30,8 +30,8 @@ class InterpreterGate {
     };
 
     // From atexit, without the GIL: no thread enters after this, and the threads inside get
-    // up to `limit` to leave.
-    static void close(std::chrono::milliseconds limit) noexcept;
+    // up to `limit` to leave. False when one is still inside (a callback that never returns).
+    static bool close(std::chrono::milliseconds limit) noexcept;
 };
 
 }  // namespace vantopy

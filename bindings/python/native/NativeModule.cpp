@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "Bindings.hpp"
+#include "ClosableFacade.hpp"
 #include "ErrorTranslator.hpp"
 #include "InterpreterGate.hpp"
 #include "vantoconnect/support/Console.hpp"
@@ -24,11 +25,19 @@ PYBIND11_MODULE(_native, module) {
     bindReceipts(module);
     bindFacade(module);
     bindEmulator(module);
+    // Imported first, so that its own exit handler (which flushes and closes the handlers) runs
+    // after ours: exit handlers run last registered first.
+    py::module_::import("logging");
     // Before the interpreter finalizes: the library's threads go on writing lines and calling
     // back until the process ends, and must be done with Python first (see InterpreterGate).
+    // Then the resilient facades still open stop at once, without calling back: the program's
+    // exit never waits on a unit. A thread still inside Python past the gate's limit may be the
+    // one a facade would join, so then they are left to run on.
     py::module_::import("atexit").attr("register")(py::cpp_function([] {
         const py::gil_scoped_release released;
         vantoconnect::setConsoleSink({});
-        InterpreterGate::close(std::chrono::seconds(10));
+        if (InterpreterGate::close(std::chrono::seconds(10))) {
+            ClosableFacade::closeAllResilient();
+        }
     }));
 }

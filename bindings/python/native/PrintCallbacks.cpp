@@ -15,6 +15,8 @@ PrintCallbacks::PrintCallbacks(py::object future, py::object onStarted, py::obje
       mOnError(std::move(onError)) {}
 
 void PrintCallbacks::onPrinterStarted(const std::string& ipAddress) {
+    // Running from now on, so no longer cancellable.
+    LibraryThread::call(mFuture.handle(), [&] { mFuture.get().attr("_started")(); });
     if (!mOnStarted.isNone()) {
         LibraryThread::call(mOnStarted.handle(), [&] { mOnStarted.get()(ipAddress); });
     }
@@ -42,11 +44,8 @@ void PrintCallbacks::onPrinterError(const vantoconnect::VantoError& error) {
 void PrintCallbacks::onDeliveryReport(const vantoconnect::VantoDeliveryReport& report) {
     LibraryThread::call(mFuture.handle(), [&] {
         py::object shown = reportObject(report);
-        if (mError) {
-            mFuture.get().attr("set_exception")(ErrorTranslator::vantoError(*mError, shown));
-        } else {
-            mFuture.get().attr("set_result")(shown);
-        }
+        py::object error = mError ? ErrorTranslator::vantoError(*mError, shown) : py::none();
+        mFuture.get().attr("_reported")(std::move(shown), std::move(error));
     });
 }
 
@@ -54,7 +53,8 @@ py::object PrintCallbacks::reportObject(const vantoconnect::VantoDeliveryReport&
     return py::module_::import("vantoconnect._report")
         .attr("DeliveryReport")(report.receiptId, report.packetsSent, report.packetsAcknowledged,
                                 report.packetsRefused, report.packetsUnrecognised,
-                                report.packetsNotSent, report.endOfJobSent, report.allAcknowledged);
+                                report.packetsNotSent, report.endOfJobSent, report.allAcknowledged,
+                                report.packetsUnanswered, report.cancelled);
 }
 
 }  // namespace vantopy

@@ -1,9 +1,9 @@
 #pragma once
 
 // One receipt's outcome, carried from the library's threads to Python: the user's on_started,
-// on_completed and on_error, then the concurrent.futures.Future that Vanto.print returned,
-// resolved with the delivery report (or failed with PrinterNotResponding carrying it). The
-// report comes last, right after completed or error, on the same library thread.
+// on_completed and on_error, then the future that Vanto.print returned (vantoconnect._vanto's
+// PrintFuture), told when sending starts and given the delivery report with the error, if any,
+// that carries it. The report comes last, right after completed or error, on the same thread.
 //
 // The library keeps this object until the receipt's last callback and lets go of it on its own
 // threads; the Python objects inside are HeldObjects for that reason.

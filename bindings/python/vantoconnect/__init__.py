@@ -8,12 +8,16 @@
     receipt = vc.Receipt(cut=vc.CutType.PARTIAL)
     receipt.add_text("CORNER CAFE", style=vc.TextStyle.BOLD, position=vc.TextPosition.CENTER)
     receipt.add_price("Flat white", "3.20")
-    report = vanto.print(receipt).result(timeout=60)
-    if report.all_acknowledged:
-        print("delivered")
+    try:
+        report = vanto.print(receipt).result(timeout=120)
+        print("delivered:", report.summary())
+    except vc.VantoError as error:
+        print("not printed:", error)
 
-``Emulator`` is a software unit in this process for tests and demos, and
-``vantoconnect.testing`` a pytest fixture built on it.
+``Vanto`` comes in two profiles: the resilient one (the default; every wait has a limit, every
+failure is an exception) and the library's classic one (``profile="classic"``). ``Emulator`` is a
+software unit in this process for tests and demos, and ``vantoconnect.testing`` a pytest fixture
+built on it.
 """
 
 from ._emulator import Emulator, PrintedReceipt
@@ -29,14 +33,22 @@ from ._enums import (
     TextSize,
     TextStyle,
 )
-from ._errors import ErrorKind, FatalError, PrinterNotResponding, VantoError
+from ._errors import (
+    ConnectionLostError,
+    ErrorKind,
+    FatalError,
+    PrinterNotResponding,
+    ReceiptCancelled,
+    VantoError,
+)
 from ._native import Image, Receipt, preview, preview_text, set_console
 from ._report import DeliveryReport
-from ._vanto import Vanto
+from ._vanto import Profile, Vanto
 
 __all__ = [
     "BarcodeHri",
     "BarcodeType",
+    "ConnectionLostError",
     "CosmeticColor",
     "CutType",
     "DeliveryReport",
@@ -49,7 +61,9 @@ __all__ = [
     "LedColor",
     "PrintedReceipt",
     "PrinterNotResponding",
+    "Profile",
     "Receipt",
+    "ReceiptCancelled",
     "TextPosition",
     "TextSize",
     "TextStyle",

@@ -57,9 +57,10 @@ class Emulator:
     It binds 127.0.0.1 on a free port unless told otherwise; read the port back from ``port``.
     Use it as a context manager (``with Emulator() as unit:``), which starts and stops it.
 
-    Never stop it while a receipt is in flight to it: the library ends the process when a unit
-    closes the connection while the library waits for an answer. Wait for the receipt's future
-    first (``vantoconnect.testing.emulated_unit`` drains the printer queue for you).
+    With the classic profile, never stop it while a receipt is in flight to it: that profile
+    ends the process when a unit closes the connection while it waits for an answer. Wait for
+    the receipt's future first (``vantoconnect.testing.emulated_unit`` drains the classic printer
+    queue for you). A resilient ``Vanto`` reports the receipt with an error instead.
     """
 
     def __init__(
@@ -123,7 +124,8 @@ class Emulator:
             raise OSError(str(error)) from error
 
     def stop(self) -> None:
-        """Closes the listener and every connection; see the class's warning."""
+        """Closes the listener and every connection; see the class's warning for the classic
+        profile."""
         self._unit.stop()
 
     def restart(self, downtime_ms: int = 2000) -> None:

@@ -1,12 +1,12 @@
 """The native part of vantoconnect; import vantoconnect instead."""
 
 import os
-from concurrent.futures import Future
 from typing import Any, Callable, Dict, List, Optional, Union
 
 from ._enums import BarcodeHri, BarcodeType, CutType, TextPosition, TextSize, TextStyle
 from ._errors import VantoError
 from ._report import DeliveryReport
+from ._vanto import _PrintFuture
 
 _Path = Union[str, os.PathLike[str]]
 _Bytes = Union[bytes, bytearray, memoryview]
@@ -124,8 +124,9 @@ def preview_text(receipt: Receipt) -> str:
     """The text the paper would show, one line per printed line, with no unit."""
 
 def set_console(sink: Optional[Callable[[str], object]]) -> None:
-    """Sends the library's diagnostic lines to ``sink(line)`` instead of standard output; None
-    restores standard output.
+    """Sends the classic profile's diagnostic lines to ``sink(line)`` instead of standard output;
+    None restores standard output. (A resilient ``Vanto`` sends its lines to the ``logging``
+    logger "vantoconnect" instead, and never to either.)
 
     The sink runs on whichever thread writes the line, often one of the library's, with the GIL
     held and the library's console lock taken: keep it short, and call nothing of vantoconnect
@@ -134,7 +135,14 @@ def set_console(sink: Optional[Callable[[str], object]]) -> None:
     """
 
 class _Facade:
-    def __init__(self) -> None: ...
+    def __init__(
+        self,
+        classic: bool,
+        port: int,
+        read_timeout: Optional[float],
+        connect_timeout: Optional[float],
+        log: Optional[Callable[[str], object]],
+    ) -> None: ...
     def address(self) -> str: ...
     def set_address(self, address: str) -> None: ...
     def port(self) -> int: ...
@@ -148,10 +156,14 @@ class _Facade:
     def set_cosmetic_led(self, colour: int) -> None: ...
     def enable_usb(self) -> None: ...
     def disable_usb(self) -> None: ...
+    def waiting_receipts(self) -> int: ...
+    def cancel(self, receipt_id: int) -> bool: ...
+    def close(self) -> None: ...
+    def closed(self) -> bool: ...
     def print(
         self,
         receipt: Receipt,
-        future: Future[DeliveryReport],
+        future: _PrintFuture,
         on_started: Optional[Callable[[str], object]],
         on_completed: Optional[Callable[[str], object]],
         on_error: Optional[Callable[[VantoError], object]],

@@ -1,5 +1,5 @@
-"""Shared by the package's suite: the package's own fixture, the printer queue at a hundredth of
-its real intervals, and a facade aimed at the emulated unit."""
+"""Shared by the package's suite: the package's own fixture, the classic printer queue at a
+hundredth of its real intervals, and a facade of each profile aimed at the emulated unit."""
 
 import time
 from typing import Callable, Iterator
@@ -27,7 +27,14 @@ def unit(emulated_unit: vc.Emulator) -> vc.Emulator:
 
 @pytest.fixture
 def vanto(unit: vc.Emulator) -> vc.Vanto:
-    return vc.Vanto(address="127.0.0.1", port=unit.port)
+    return vc.Vanto(address="127.0.0.1", port=unit.port, profile="classic")
+
+
+@pytest.fixture
+def resilient(unit: vc.Emulator) -> Iterator[vc.Vanto]:
+    # Limits short enough that a silent unit costs a test a fraction of a second.
+    with vc.Vanto(address="127.0.0.1", port=unit.port, read_timeout=0.3) as vanto:
+        yield vanto
 
 
 def eventually(condition: Callable[[], bool], timeout: float = 10.0) -> bool:

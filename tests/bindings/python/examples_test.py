@@ -11,9 +11,9 @@ ROOT = pathlib.Path(__file__).resolve().parents[3]
 EXAMPLE = ROOT / "examples" / "python" / "print_receipt.py"
 
 
-def run_example(unit: vc.Emulator) -> subprocess.CompletedProcess[str]:
+def run_example(unit: vc.Emulator, *profile: str) -> subprocess.CompletedProcess[str]:
     return subprocess.run(
-        [sys.executable, str(EXAMPLE), "127.0.0.1", str(unit.port)],
+        [sys.executable, str(EXAMPLE), "127.0.0.1", str(unit.port), *profile],
         capture_output=True,
         text=True,
         timeout=120,
@@ -34,3 +34,15 @@ def test_the_example_says_delivered_only_when_the_unit_took_every_packet() -> No
         assert "delivered" not in refused.stdout
         assert "not delivered in full: the unit refused 1 of 1 packet" in refused.stderr
 
+
+
+def test_the_example_says_the_same_in_the_classic_profile() -> None:
+    # The classic profile reports refused packets in the report, the resilient one as an error.
+    with vc.Emulator() as unit:
+        delivered = run_example(unit, "classic")
+        assert delivered.returncode == 0, delivered.stderr
+        assert "delivered: all 1 packet acknowledged" in delivered.stdout
+        unit.printer_error = 5
+        refused = run_example(unit, "classic")
+        assert refused.returncode == 1
+        assert "not delivered in full: the unit refused 1 of 1 packet" in refused.stderr

@@ -103,7 +103,7 @@ def unused_loopback_port() -> int:
 
 
 def test_an_unreachable_unit_is_a_generic_error() -> None:
-    vanto = vc.Vanto(address="127.0.0.1", port=unused_loopback_port())
+    vanto = vc.Vanto(address="127.0.0.1", port=unused_loopback_port(), profile="classic")
     with pytest.raises(vc.VantoError) as raised:
         vanto.cash_drawer_status()
     error = raised.value

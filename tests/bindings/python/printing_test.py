@@ -127,7 +127,7 @@ def test_a_hundred_receipts_each_sent_when_the_last_is_reported_all_reach_the_pa
     tmp_path: pathlib.Path,
 ) -> None:
     with vc.Emulator(out_dir=tmp_path) as unit:
-        vanto = vc.Vanto(address="127.0.0.1", port=unit.port)
+        vanto = vc.Vanto(address="127.0.0.1", port=unit.port, profile="classic")
         for number in range(1, 101):
             report = vanto.print(receipt_saying(f"receipt {number}")).result(timeout=30)
             assert report.all_acknowledged, report.summary()
@@ -161,7 +161,7 @@ port = silent.getsockname()[1]
 silent.detach()  # open until the process is gone: a unit that closes is another story
 receipt = vc.Receipt()
 receipt.add_text("never answered")
-future = vc.Vanto(address="127.0.0.1", port=port).print(receipt)
+future = vc.Vanto(address="127.0.0.1", port=port, profile="classic").print(receipt)
 try:
     future.result(timeout=0.5)
 except TimeoutError:
