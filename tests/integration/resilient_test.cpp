@@ -275,5 +275,49 @@ TEST_F(Resilient, ClosingNeverWaitsOnTheUnitAndLinesGoOnlyToTheLog) {
     EXPECT_TRUE(console.lines().empty()) << console.lines().front();
 }
 
+// A unit that reboots in the middle of receipts, whenever it falls: every receipt reported
+// delivered is on paper whole and as composed, the one cut off is reported not delivered, and
+// the next receipt prints once the unit is back.
+TEST_F(Resilient, AReportAlwaysMatchesThePaperAcrossAReboot) {
+    auto& unit = startUnit();
+    Vanto vanto(optionsFor(unit));
+    std::vector<std::shared_ptr<VantoReceipt>> receipts;
+    std::vector<std::shared_ptr<RecordingCallback>> callbacks;
+    for (int k = 0; k < 6; ++k) {
+        auto receipt = std::make_shared<VantoReceipt>();
+        for (int line = 0; line < 60; ++line) {
+            receipt->addLine(std::make_shared<VantoReceiptTextLine>(
+                "receipt " + std::to_string(k) + " line " + std::to_string(line) +
+                    " long enough to need three packets",
+                0, 0, 0));
+        }
+        receipts.push_back(receipt);
+        callbacks.push_back(std::make_shared<RecordingCallback>());
+        vanto.print(receipt, callbacks.back(), callbacks.back());
+        if (k == 1) {
+            ASSERT_TRUE(unit.waitForEvents("printer_data", 4, 10s));
+            unit.restart(100ms);
+        }
+    }
+    std::size_t delivered = 0;
+    for (const auto& callback : callbacks) {
+        reported(*callback);
+        ASSERT_EQ(callback->reports().size(), 1u);
+        delivered += callback->reports().at(0).allAcknowledged ? 1 : 0;
+    }
+    EXPECT_GE(delivered, 4u) << "the receipts after the reboot print once the unit is back";
+    EXPECT_TRUE(callbacks.back()->reports().at(0).allAcknowledged);
+    ASSERT_TRUE(unit.waitForReceipts(delivered, 10s));
+    std::this_thread::sleep_for(200ms);  // any cut-off paper comes out meanwhile
+    const auto papers = unit.receipts();
+    for (std::size_t k = 0; k < receipts.size(); ++k) {
+        const auto expected = composed(*receipts[k]);
+        const auto whole = std::count_if(papers.begin(), papers.end(), [&](const auto& paper) {
+            return paper.complete() && paper.bytes == expected;
+        });
+        EXPECT_EQ(whole, callbacks[k]->reports().at(0).allAcknowledged ? 1 : 0) << "receipt " << k;
+    }
+}
+
 }  // namespace
 }  // namespace vantoconnect::integration

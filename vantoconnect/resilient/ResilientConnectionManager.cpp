@@ -217,7 +217,8 @@ UnitSocket::Status ResilientConnectionManager::readAnswer(UnitSocket& socket, UB
     return status;
 }
 
-WriteOutcome ResilientConnectionManager::deliver(const Bytes& frame, bool wantAcknowledgement) {
+WriteOutcome ResilientConnectionManager::deliver(const Bytes& frame, bool wantAcknowledgement,
+                                                 bool retryUnreached) {
     const ConsoleRedirect lines(&mLog->consoleSink());
     WriteOutcome outcome;
     for (int attempt = 1; attempt <= ATTEMPTS; ++attempt) {
@@ -257,7 +258,7 @@ WriteOutcome ResilientConnectionManager::deliver(const Bytes& frame, bool wantAc
             return outcome;
         }
         // Nothing reached the unit: trying again cannot print anything twice.
-        if (attempt < ATTEMPTS && mStop->waitFor(retryPause(attempt + 1))) {
+        if (!retryUnreached || attempt == ATTEMPTS || mStop->waitFor(retryPause(attempt + 1))) {
             return outcome;
         }
     }

@@ -82,9 +82,13 @@ class ResilientConnectionManager : public AbstractConnectionManager,
     // whole frame is in. No wait goes past `deadline` (nor past the options' own limits).
     Answer exchange(const Bytes& frame, bool wantAnswer, Clock::time_point deadline);
     // A message the unit must get, on the calling thread: up to ATTEMPTS attempts, the next
-    // only after one that did not reach the unit (after a short pause) or that the printer
-    // refused. With `wantAcknowledgement` false, written is delivered.
-    WriteOutcome deliver(const Bytes& frame, bool wantAcknowledgement);
+    // only after one the printer refused or, with `retryUnreached`, one that did not reach the
+    // unit (after a short pause). With `wantAcknowledgement` false, written is delivered.
+    //
+    // A caller in the middle of a job passes `retryUnreached` false: a unit that could not be
+    // reached may have rebooted and lost the job's start, and the rest sent afterwards would
+    // come out as a receipt with its head missing.
+    WriteOutcome deliver(const Bytes& frame, bool wantAcknowledgement, bool retryUnreached = true);
 
     // The address and port as "host:port", for messages.
     std::string peer();

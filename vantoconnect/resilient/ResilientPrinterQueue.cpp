@@ -252,7 +252,9 @@ void ResilientPrinterQueue::State::send(Job job) {
             ++report.packetsNotSent;  // after a packet that did not get through: not tried
             continue;
         }
-        const WriteOutcome outcome = port->deliver(job.frames[index], true);
+        // Only the first packet may wait out a unit that cannot be reached: nothing of the
+        // receipt is on paper yet. Later, the unit may have rebooted and dropped the start.
+        const WriteOutcome outcome = port->deliver(job.frames[index], true, index == 0);
         report.countPacket(outcome);
         if (!outcome.delivered) {
             failure = "packet " + std::to_string(index + 1) + " of " +
@@ -260,7 +262,7 @@ void ResilientPrinterQueue::State::send(Job job) {
             lost = outcome.unanswered > 0;
         }
     }
-    const WriteOutcome end = port->deliver(PrinterPackets::endOfJobFrame(), false);
+    const WriteOutcome end = port->deliver(PrinterPackets::endOfJobFrame(), false, false);
     report.endOfJobSent = end.delivered;
     if (failure.empty() && !end.delivered) {
         failure = "the end of the job: " + end.failure;

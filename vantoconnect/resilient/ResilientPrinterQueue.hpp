@@ -13,7 +13,9 @@
 //
 // Sending stops at the first packet the unit does not acknowledge: the receipt is then
 // incomplete whatever follows, and a packet whose answer was lost is never sent again (it may
-// have printed). The end of the job is still sent, so the unit puts what it has on paper. The
+// have printed). Once a packet has gone out, a unit that cannot be reached ends the receipt
+// too: it may have rebooted and lost what it had, and the rest alone would print as a receipt
+// without its head. The end of the job is still sent, so the unit puts what it has on paper. The
 // callback hears onPrinterStarted when sending begins, then onPrinterCompleted only when every
 // packet was acknowledged and the end of the job went out, otherwise onPrinterError with why;
 // the listener's report comes last. All three and the report run on the queue's thread, except

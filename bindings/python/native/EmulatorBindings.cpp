@@ -110,7 +110,7 @@ std::unique_ptr<EmulatedUnit, GilFreeDelete> makeUnit(
     const std::string& bind, std::uint16_t port, const std::string& outDir, std::size_t keep,
     std::int64_t drawerCloseAfterMs, const std::string& printerState, int printerNotReady,
     int printerError, const std::string& reply, int corruptCrc, std::int64_t delayMs, bool refuse,
-    int dropNext) {
+    int dropNext, std::size_t maxConnections, bool render) {
     vantoemu::UnitOptions options;
     options.bind = bind;
     options.port = port;
@@ -125,6 +125,8 @@ std::unique_ptr<EmulatedUnit, GilFreeDelete> makeUnit(
     options.faults.replyDelay = milliseconds(delayMs);
     options.faults.refuseConnections = refuse;
     options.faults.dropConnections = dropNext;
+    options.maxConnections = maxConnections;
+    options.renderReceipts = render;
     const py::gil_scoped_release released;
     return std::unique_ptr<EmulatedUnit, GilFreeDelete>(new EmulatedUnit(options));
 }
@@ -137,7 +139,8 @@ void bindEmulator(py::module_& module) {
         .def(py::init(&makeUnit), py::arg("bind"), py::arg("port"), py::arg("out_dir"),
              py::arg("keep"), py::arg("drawer_close_after_ms"), py::arg("printer_state"),
              py::arg("printer_not_ready"), py::arg("printer_error"), py::arg("reply"),
-             py::arg("corrupt_crc"), py::arg("delay_ms"), py::arg("refuse"), py::arg("drop_next"))
+             py::arg("corrupt_crc"), py::arg("delay_ms"), py::arg("refuse"), py::arg("drop_next"),
+             py::arg("max_connections"), py::arg("render"))
         .def("start", &EmulatedUnit::start, Release())
         .def("stop", &EmulatedUnit::stop, Release())
         .def("running", &EmulatedUnit::running, Release())

@@ -78,6 +78,8 @@ class Emulator:
         keep: int = 0,
         bind: str = "127.0.0.1",
         port: int = 0,
+        max_connections: int = 4096,
+        render: bool = True,
     ) -> None:
         """Makes the unit, not yet listening.
 
@@ -91,7 +93,10 @@ class Emulator:
         once it is read, unanswered (print data is kept; only the answer is lost).
         ``drawer_close_after_ms``: an opened drawer closes after this (0: stays open). ``out_dir``: where receipt PNG and text files and events.jsonl go (None: nothing
         on disk). ``keep``: receipts kept on disk and in memory (0: every file). ``bind`` and
-        ``port`` (0: a free one) say where it listens.
+        ``port`` (0: a free one) say where it listens. ``max_connections``: open connections
+        past which the unit refuses new ones until some close, as a small unit does (8 is such a
+        unit). ``render``: draw each receipt's picture (False keeps its bytes, text view and
+        marks, for long runs; ``png`` is then None).
         """
         if not 0 <= port <= 65535:
             raise ValueError(f"port must lie in 0...65535, not {port}")
@@ -112,6 +117,8 @@ class Emulator:
                 _count("delay_ms", delay_ms),
                 refuse,
                 _count("drop_next", drop_next),
+                _count("max_connections", max_connections),
+                render,
             )
         except RuntimeError as error:
             raise OSError(str(error)) from error

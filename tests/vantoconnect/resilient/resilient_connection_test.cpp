@@ -123,6 +123,9 @@ TEST(ResilientDelivery, AnUnreachableUnitIsTriedFiveTimesWithinTwoSeconds) {
     EXPECT_EQ(outcome.unanswered + outcome.refused + outcome.unrecognised, 0);
     EXPECT_NE(outcome.failure.find("refused"), std::string::npos) << outcome.failure;
     EXPECT_EQ(std::count(resilient.lines.begin(), resilient.lines.end(), outcome.failure), 5);
+    EXPECT_EQ(resilient.manager->deliver(PACKET, true, false).failure, outcome.failure);
+    EXPECT_EQ(std::count(resilient.lines.begin(), resilient.lines.end(), outcome.failure), 6)
+        << "in the middle of a job, an unreachable unit is not tried again";
 
     FakeUnit unit;
     Resilient quiet(unit.port());
@@ -195,6 +198,14 @@ TEST(ResilientExchanges, DescriptorsStayFlatAndHighNumbersWork) {
                                      : Reply::bytes(REFUSED));
         resilient.manager->deliver(PACKET, true);
         resilient.manager->writeAndResponse(PACKET);
+    }
+    // The fake unit, in this process too, closes its side a moment after the library's.
+    for (std::size_t k = 0; k < unit.connectionCount(); ++k) {
+        unit.waitForClosed(k);
+    }
+    const auto settled = Clock::now() + 2s;
+    while (openDescriptors() > before && Clock::now() < settled) {
+        std::this_thread::sleep_for(10ms);
     }
     EXPECT_EQ(openDescriptors(), before);
 
