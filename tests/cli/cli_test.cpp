@@ -603,13 +603,15 @@ TEST_F(Cli, TheResilientProfileEndsEveryFailureWithItsOwnVerdict) {
     stalls.script(ackReply);
     FakeUnit hangsUp;
     hangsUp.setDefaultReply(FakeUnit::Reply::close());
-    vantoemu::UnitOptions options;
-    options.port = 0;
-    options.outDir = "";
+    // Units that draw no paper: under the race checker a drawing takes the better part of a
+    // minute.
+    vantoemu::UnitOptions options{.port = 0, .outDir = "", .renderReceipts = false, .faults = {}};
+    EmulatedUnit refuses(options);
+    refuses.start();
+    refuses.setPrinterErrorReplies(5);
     options.faults.replyMode = vantoemu::ReplyMode::Silent;
     EmulatedUnit silent(options);
     silent.start();
-    unit->setPrinterErrorReplies(5);
 
     struct Case {
         std::vector<std::string> args;
@@ -646,9 +648,9 @@ TEST_F(Cli, TheResilientProfileEndsEveryFailureWithItsOwnVerdict) {
              " closed the connection before answering); the receipt was dropped unprinted "
              "(PRINTER_NOT_RESPONDING)"},
         {{"print", receipt},
-         unit->port(),
+         refuses.port(),
          1,
-         receipt + ": packet 1 of 1: the printer at " + port(unit->port()) +
+         receipt + ": packet 1 of 1: the printer at " + port(refuses.port()) +
              " refused the packet (printer error); 0 of 1 packets acknowledged; the receipt is "
              "incomplete"},
         {{"printer", "status"},
@@ -662,7 +664,7 @@ TEST_F(Cli, TheResilientProfileEndsEveryFailureWithItsOwnVerdict) {
          "no answer to the drawer status request: no answer from " + port(silent.port()) +
              " within 500 ms"},
         {{"drawer", "status", "--classic", "--read-timeout", "1"},
-         unit->port(),
+         refuses.port(),
          2,
          "--read-timeout excludes --classic*"},
     };
@@ -686,12 +688,15 @@ TEST_F(Cli, TheResilientProfileEndsEveryFailureWithItsOwnVerdict) {
 // standard output, and turned into the same progress as the classic library's.
 TEST_F(Cli, TheResilientLibrarysLinesComeThroughItsLog) {
     const auto file = write("receipt.json", kReceipt);
+    EmulatedUnit quiet({.port = 0, .outDir = "", .renderReceipts = false, .faults = {}});
+    quiet.start();
     for (const bool verbose : {false, true}) {
-        std::vector<std::string> args{"print", file.string()};
+        std::vector<std::string> args{"print",     file.string(), "--ip",
+                                      "127.0.0.1", "--port",      std::to_string(quiet.port())};
         if (verbose) {
             args.insert(args.begin(), "-v");
         }
-        const auto r = run(args);
+        const auto r = vanto(args, scratch);
         EXPECT_EQ(r.exitCode, 0) << r.err;
         std::istringstream out(r.out);
         for (std::string line; std::getline(out, line);) {
