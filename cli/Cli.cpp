@@ -17,6 +17,7 @@
 #include "cli/SecondsOption.hpp"
 #include "cli/UnitSession.hpp"
 #include "receipts/ReceiptInputError.hpp"
+#include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
 #include "vantoconnect/support/Fatal.hpp"
 
@@ -28,7 +29,10 @@ namespace {
 constexpr double MAX_TIMEOUT = 86400;
 
 // A fatal error of the library on one of its own threads cannot be caught; it ends the process.
-// Say why in one line instead of leaving the runtime's abort message.
+// Say why in one line instead of leaving the runtime's abort message. The classic profile needs
+// it: its reading thread ends the process when a unit hangs up instead of answering. The
+// resilient profile reports every failure of the unit, so there it is only a net for a fault of
+// ours.
 [[noreturn]] void onTerminate() {
     std::string why = "unknown reason";
     if (auto current = std::current_exception()) {
@@ -41,8 +45,8 @@ constexpr double MAX_TIMEOUT = 86400;
     }
     std::cout.flush();
     if (why == vantoconnect::fatal::NIL_UNWRAP) {
-        // The library reads an answer on its own thread and ends the process when the unit hangs
-        // up instead; the unit misbehaved, not the command.
+        // The classic library reads an answer on its own thread and ends the process when the
+        // unit hangs up instead; the unit misbehaved, not the command.
         std::cerr << "vanto: " << UnitSession::closedWithoutAnswer(UnitSession::lastAddress())
                   << std::endl;
         std::_Exit(CliError::UNREACHABLE);
@@ -51,16 +55,27 @@ constexpr double MAX_TIMEOUT = 86400;
     std::_Exit(CliError::INTERNAL);
 }
 
-void addUnitOptions(CLI::App& command, UnitAddress& unit) {
+void addUnitOptions(CLI::App& command, SessionOptions& unit) {
     command.add_option("--ip", unit.ip, "the unit's IPv4 address")->capture_default_str();
     command.add_option("--port", unit.port, "the unit's TCP port")
         ->capture_default_str()
         ->check(PortOption::validator(1));
     command
         .add_option("--timeout", unit.timeoutSeconds,
-                    "seconds the command may wait on the unit before it gives up (exit 3)")
-        ->capture_default_str()
+                    "seconds the command may wait on the unit before it gives up (exit 3); "
+                    "default 300 with --classic, otherwise just past the library's own limits")
         ->check(SecondsOption::validator(MAX_TIMEOUT));
+    auto* readTimeout = command
+                            .add_option("--read-timeout", unit.readTimeoutSeconds,
+                                        "seconds the library waits for each answer of the unit")
+                            ->capture_default_str()
+                            ->check(SecondsOption::validator(MAX_TIMEOUT));
+    command
+        .add_flag_callback(
+            "--classic", [&unit] { unit.profile = vantoreceipts::Profile::Classic; },
+            "the library's classic profile: no time limits of its own, a process that ends when "
+            "the unit hangs up")
+        ->excludes(readTimeout);
 }
 
 // Messages of other libraries may span lines; scripts read one line per failure.
@@ -135,13 +150,20 @@ int Cli::run(int argc, char** argv) {
     bool verbose = false;
     app.add_flag("-v,--verbose", verbose, "show the library's own console lines on stderr");
 
-    UnitAddress unit{vantoconnect::GenericConnectionManager::DEFAULT_IP_ADDRESS, 8080};
+    SessionOptions unit{.ip = vantoconnect::GenericConnectionManager::DEFAULT_IP_ADDRESS};
     std::function<void()> action;
 
     auto* demo = app.add_subcommand("demo", "run an emulated unit and drive it through everything");
     std::string demoOut = "out";
     demo->add_option("--out", demoOut, "where receipt.png is written")->capture_default_str();
-    demo->callback([&] { action = [&] { DemoCommand::run(demoOut); }; });
+    bool demoClassic = false;
+    demo->add_flag("--classic", demoClassic, "drive the unit with the library's classic profile");
+    demo->callback([&] {
+        action = [&] {
+            DemoCommand::run(demoOut, demoClassic ? vantoreceipts::Profile::Classic
+                                                  : vantoreceipts::Profile::Resilient);
+        };
+    });
 
     EmulateCommand::addTo(app, action, verbose);
 
@@ -150,11 +172,9 @@ int Cli::run(int argc, char** argv) {
     std::vector<std::string> receiptFiles;
     print->add_option("FILE.json", receiptFiles, "the receipts, printed in this order")->required();
     addUnitOptions(*print, unit);
-    double timeScale = 1.0;
     // Shortens the printer queue's polling for tests; hidden from --help.
-    print->add_option("--time-scale", timeScale)->group("")->check(CLI::PositiveNumber);
-    print->callback(
-        [&] { action = [&] { PrintCommands::print(unit, receiptFiles, verbose, timeScale); }; });
+    print->add_option("--time-scale", unit.timeScale)->group("")->check(CLI::PositiveNumber);
+    print->callback([&] { action = [&] { PrintCommands::print(unit, receiptFiles, verbose); }; });
 
     auto* preview = app.add_subcommand("preview", "draw a receipt file as the paper, no unit");
     std::string receiptFile;
@@ -242,7 +262,14 @@ int Cli::run(int argc, char** argv) {
     } catch (const vantoreceipts::ReceiptInputError& e) {
         std::cerr << "vanto: " << oneLine(e.what()) << std::endl;
         return CliError::BAD_INPUT;
+    } catch (const vantoconnect::VantoError& e) {
+        // The commands say what each request's failure means; this is for a call they did not
+        // expect to fail.
+        std::cerr << "vanto: " << oneLine(e.description()) << std::endl;
+        return e.kind() == vantoconnect::VantoError::Kind::CONNECTION_LOST ? CliError::UNREACHABLE
+                                                                           : CliError::FAILED;
     } catch (const vantoconnect::FatalError& e) {
+        // Classic only: its reads end in this on the command's own thread too.
         if (std::string_view(e.what()) == vantoconnect::fatal::NIL_UNWRAP) {
             std::cerr << "vanto: " << UnitSession::closedWithoutAnswer(unit.text()) << std::endl;
             return CliError::UNREACHABLE;

@@ -149,7 +149,7 @@ std::shared_ptr<VantoReceipt> DemoCommand::demoReceipt() {
     return receipt;
 }
 
-void DemoCommand::run(const std::filesystem::path& outDir) {
+void DemoCommand::run(const std::filesystem::path& outDir, Profile profile) {
     vantoemu::UnitOptions options;
     options.bind = "127.0.0.1";
     options.port = 0;
@@ -160,7 +160,13 @@ void DemoCommand::run(const std::filesystem::path& outDir) {
     std::cout << "emulated unit listening on 127.0.0.1:" << unit.port() << std::endl;
 
     LibraryConsole console(false);
-    UnitSession session(UnitAddress{"127.0.0.1", unit.port()});
+    // The demo also waits on its unit's own work (drawing the receipt takes seconds in a debug
+    // build), which no library line marks: a fixed bound, not the resilient backstop.
+    UnitSession session(SessionOptions{.ip = "127.0.0.1",
+                                       .port = unit.port(),
+                                       .profile = profile,
+                                       .timeoutSeconds = SessionOptions::DEFAULT_TIMEOUT});
+    std::cout << "library profile: " << (session.classic() ? "classic" : "resilient") << std::endl;
     Vanto& vanto = session.vanto();
 
     const std::int64_t colours[] = {VantoColorCodes::LED_GREEN, VantoColorCodes::LED_AMBER,

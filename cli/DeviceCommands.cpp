@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <iostream>
+#include <mutex>
+#include <string>
 
 #include "cli/CliError.hpp"
 #include "cli/LibraryConsole.hpp"
@@ -31,7 +33,7 @@ constexpr std::size_t PRINTER_ERROR_BYTE = 7;
 constexpr std::uint8_t PRINTER_READY = 0x04;
 constexpr std::uint8_t PRINTER_ERROR_FLAG = 0x01;
 constexpr std::int64_t PRINTER_STATUS_TIMEOUT_MS = 2000;
-// The library's write makes this many attempts, each ending in one such line when it fails.
+// Both libraries try a request that does not reach the unit this many times.
 constexpr int WRITE_ATTEMPTS = 5;
 constexpr std::string_view WRITE_FAILED = "EXCEPTION ON WRITE PACKAGE OR RESPONSE: ";
 constexpr std::string_view UNCONFIRMED = " (the unit does not confirm it)";
@@ -43,61 +45,66 @@ std::string drawerWord(std::int64_t status) {
     return status == Vanto::CASH_DRAWER_STATUS_CLOSED ? "closed" : std::to_string(status);
 }
 
-// The unit answered, but not with what was asked for.
-[[noreturn]] void unitFailed(const VantoError& error) {
-    throw CliError(CliError::FAILED,
-                   error.message().empty() ? error.description() : error.message());
-}
-
-// Counts the library's failed write attempts: a fire-and-forget request whose every attempt
-// failed never left this machine, and must not be reported as sent.
+// Says what became of a fire-and-forget request, which the unit never confirms: sent, or not
+// sent at all, in which case it must not be reported as sent.
 class WriteWatch {
   public:
-    explicit WriteWatch(bool verbose)
-        : mConsole(verbose, [this](std::string_view line) {
+    // The classic library makes this many attempts, each ending in one WRITE_FAILED line when
+    // it fails. The resilient one reports each failed attempt as a line naming the unit, and
+    // its connection status says whether the last exchange got through.
+    explicit WriteWatch(const SessionOptions& unit, bool verbose)
+        : mConsole(verbose, [this, resilient = !unit.classic(),
+                             address = unit.text()](std::string_view line) {
               if (line.starts_with(WRITE_FAILED)) {
                   ++mFailures;
+              } else if (resilient && line.find(address) != std::string_view::npos) {
+                  std::lock_guard lock(mMutex);
+                  mLastFailure = line;
               }
           }) {}
 
     // After the session has drained: throws when no attempt got the request out.
-    void sent(const UnitSession& session, const std::string& what) const {
-        if (mFailures >= WRITE_ATTEMPTS) {
-            throw CliError(CliError::UNREACHABLE, what + " not sent: the unit at " +
-                                                      session.address().text() +
-                                                      " did not take the request in " +
-                                                      std::to_string(WRITE_ATTEMPTS) + " attempts");
+    void sent(UnitSession& session, const std::string& what) {
+        if (mFailures >= WRITE_ATTEMPTS || !session.lastExchangeReachedUnit()) {
+            std::lock_guard lock(mMutex);
+            throw CliError(CliError::UNREACHABLE,
+                           what + " not sent: the unit at " + session.options().text() +
+                               " did not take the request in " + std::to_string(WRITE_ATTEMPTS) +
+                               " attempts" +
+                               (mLastFailure.empty() ? "" : " (" + mLastFailure + ")"));
         }
         std::cout << "sent: " << what << UNCONFIRMED << '\n';
     }
 
   private:
     std::atomic<int> mFailures{0};
+    std::mutex mMutex;
+    std::string mLastFailure;
     LibraryConsole mConsole;
 };
 
 }  // namespace
 
-void DeviceCommands::drawerStatus(const UnitAddress& unit, bool verbose) {
+void DeviceCommands::drawerStatus(const SessionOptions& unit, bool verbose) {
     LibraryConsole console(verbose);
     UnitSession session(unit);
     session.watchdog().saw("to the drawer status request");
     try {
         std::cout << drawerWord(session.vanto().cashDrawerStatus()) << '\n';
     } catch (const VantoError& e) {
-        unitFailed(e);
+        throw session.failure(e, "the drawer status request");
     }
 }
 
-void DeviceCommands::drawerOpen(const UnitAddress& unit, bool validate, bool verbose) {
-    WriteWatch watch(verbose);
+void DeviceCommands::drawerOpen(const SessionOptions& unit, bool validate, bool verbose) {
+    WriteWatch watch(unit, verbose);
     UnitSession session(unit);
     session.watchdog().saw(validate ? "to the drawer status request" : "while sending the pulse");
     bool pulsed = false;
     try {
         pulsed = session.vanto().openCashDrawer(validate);
     } catch (const VantoError& e) {
-        unitFailed(e);
+        throw session.failure(e, "the drawer status request");
     }
     if (!pulsed) {
         std::cout << "the drawer is already open; nothing sent\n";
@@ -109,12 +116,12 @@ void DeviceCommands::drawerOpen(const UnitAddress& unit, bool validate, bool ver
                                  : "open pulse without asking the drawer's state");
 }
 
-void DeviceCommands::ledDiagnostic(const UnitAddress& unit, const std::string& position,
+void DeviceCommands::ledDiagnostic(const SessionOptions& unit, const std::string& position,
                                    const std::string& colour, bool verbose) {
     const auto p = Names::parse(Names::diagnosticPositions(), position, "LED position");
     const auto c = Names::parse(Names::ledColours(), colour, "LED colour");
     DeviceRequestCheck::diagnosticLed(p, c);
-    WriteWatch watch(verbose);
+    WriteWatch watch(unit, verbose);
     UnitSession session(unit);
     session.watchdog().saw("while sending the LED request");
     session.vanto().setDiagnosticLed(p, c);
@@ -123,9 +130,10 @@ void DeviceCommands::ledDiagnostic(const UnitAddress& unit, const std::string& p
                             Names::nameOf(Names::ledColours(), c));
 }
 
-void DeviceCommands::ledCosmetic(const UnitAddress& unit, const std::string& colour, bool verbose) {
+void DeviceCommands::ledCosmetic(const SessionOptions& unit, const std::string& colour,
+                                 bool verbose) {
     const auto c = Names::parse(Names::cosmeticColours(), colour, "cosmetic colour");
-    WriteWatch watch(verbose);
+    WriteWatch watch(unit, verbose);
     UnitSession session(unit);
     session.watchdog().saw("while sending the light request");
     session.vanto().setCosmeticLedCol(c);
@@ -133,8 +141,8 @@ void DeviceCommands::ledCosmetic(const UnitAddress& unit, const std::string& col
     watch.sent(session, "cosmetic light " + Names::nameOf(Names::cosmeticColours(), c));
 }
 
-void DeviceCommands::usb(const UnitAddress& unit, bool on, bool verbose) {
-    WriteWatch watch(verbose);
+void DeviceCommands::usb(const SessionOptions& unit, bool on, bool verbose) {
+    WriteWatch watch(unit, verbose);
     UnitSession session(unit);
     session.watchdog().saw("while sending the USB request");
     if (on) {
@@ -146,7 +154,7 @@ void DeviceCommands::usb(const UnitAddress& unit, bool on, bool verbose) {
     watch.sent(session, std::string("USB power ") + (on ? "on" : "off"));
 }
 
-void DeviceCommands::printerStatus(const UnitAddress& unit, bool verbose) {
+void DeviceCommands::printerStatus(const SessionOptions& unit, bool verbose) {
     LibraryConsole console(verbose);
     UnitSession session(unit);
     session.watchdog().saw("to the printer status request");
@@ -159,8 +167,14 @@ void DeviceCommands::printerStatus(const UnitAddress& unit, bool verbose) {
                               .withType(MessageBuilder::GET_PORT_CONTROL_STATE_COMMAND)
                               .withTagNumber(0)
                               .build();
-    const Bytes reply = session.manager()->writeAndResponseRaw(request, ORBAMessage::GETPCONTROL,
-                                                               PRINTER_STATUS_TIMEOUT_MS);
+    Bytes reply;
+    try {
+        reply = session.manager()->writeAndResponseRaw(request, ORBAMessage::GETPCONTROL,
+                                                       PRINTER_STATUS_TIMEOUT_MS);
+    } catch (const VantoError& e) {
+        // Only the resilient library throws here; the classic one waits or ends the process.
+        throw session.failure(e, "the printer status request");
+    }
     LinkDecoder16 decoder;
     decoder.setCRCEnable(true);
     decoder.setLengthSize(LinkEncoder::LENGTH_12BIT);
@@ -185,9 +199,9 @@ void DeviceCommands::printerStatus(const UnitAddress& unit, bool verbose) {
                                               std::to_string(PRINTER_STATUS_TIMEOUT_MS) + " ms");
 }
 
-void DeviceCommands::printerConfigPage(const UnitAddress& unit, bool verbose) {
+void DeviceCommands::printerConfigPage(const SessionOptions& unit, bool verbose) {
     UnitLock lock(unit);
-    WriteWatch watch(verbose);
+    WriteWatch watch(unit, verbose);
     UnitSession session(unit);
     session.watchdog().saw("while sending the configuration page request");
     // The facade offers no configuration page; the printer controller does.

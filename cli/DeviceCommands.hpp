@@ -10,14 +10,14 @@ namespace vantocli {
 
 class DeviceCommands {
   public:
-    static void drawerStatus(const UnitAddress& unit, bool verbose);
-    static void drawerOpen(const UnitAddress& unit, bool validate, bool verbose);
-    static void ledDiagnostic(const UnitAddress& unit, const std::string& position,
+    static void drawerStatus(const SessionOptions& unit, bool verbose);
+    static void drawerOpen(const SessionOptions& unit, bool validate, bool verbose);
+    static void ledDiagnostic(const SessionOptions& unit, const std::string& position,
                               const std::string& colour, bool verbose);
-    static void ledCosmetic(const UnitAddress& unit, const std::string& colour, bool verbose);
-    static void usb(const UnitAddress& unit, bool on, bool verbose);
-    static void printerStatus(const UnitAddress& unit, bool verbose);
-    static void printerConfigPage(const UnitAddress& unit, bool verbose);
+    static void ledCosmetic(const SessionOptions& unit, const std::string& colour, bool verbose);
+    static void usb(const SessionOptions& unit, bool on, bool verbose);
+    static void printerStatus(const SessionOptions& unit, bool verbose);
+    static void printerConfigPage(const SessionOptions& unit, bool verbose);
 };
 
 }  // namespace vantocli

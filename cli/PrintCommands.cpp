@@ -1,8 +1,10 @@
 #include "cli/PrintCommands.hpp"
 
+#include <atomic>
 #include <future>
 #include <iostream>
 #include <mutex>
+#include <optional>
 
 #include "cli/CliError.hpp"
 #include "cli/LibraryConsole.hpp"
@@ -10,7 +12,6 @@
 #include "emulator/ReceiptRenderer.hpp"
 #include "receipts/ReceiptFile.hpp"
 #include "receipts/ReceiptPreview.hpp"
-#include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/VantoDeliveryListener.hpp"
 #include "vantoconnect/VantoDeliveryReport.hpp"
 #include "vantoconnect/VantoError.hpp"
@@ -32,19 +33,26 @@ struct Job {
 };
 
 // Follows one receipt: says each step as it happens, keeps the watchdog told of the last thing
-// seen, and hands the delivery report to the waiting command.
+// seen, and hands the delivery report to the waiting command. The two profiles write different
+// lines for the same steps; both become the same progress.
 class JobProgress : public VantoPrinterCallback, public VantoDeliveryListener {
   public:
-    JobProgress(const Job& job, std::string address, Watchdog& watchdog)
-        : mJob(job), mAddress(std::move(address)), mWatchdog(watchdog) {}
+    JobProgress(const Job& job, UnitSession& session)
+        : mJob(job),
+          mAddress(session.options().text()),
+          mClassic(session.classic()),
+          mPolling(session.pollPlan()),
+          mWatchdog(session.watchdog()) {}
 
     void onPrinterStarted(const std::string& ipAddress) override {
+        queued();
+        mStarted = true;
         say("started on " + ipAddress);
         mWatchdog.saw(awaiting());
     }
     void onPrinterCompleted(const std::string& ipAddress) override {
-        // The library's "completed" means its queue got through the job, not that the paper
-        // came out; the report below says what the unit acknowledged.
+        // The classic library's "completed" means its queue got through the job, not that the
+        // paper came out; the report below says what the unit acknowledged.
         say("sending finished on " + ipAddress);
     }
     void onPrinterError(const VantoError& error) override {
@@ -56,9 +64,7 @@ class JobProgress : public VantoPrinterCallback, public VantoDeliveryListener {
     // The library's own lines, turned into progress.
     void onLibraryLine(std::string_view line) {
         if (line == "Adding a new receipt...") {
-            say("queued");
-            mWatchdog.saw("to the printer status query before packet 1 of " +
-                          std::to_string(mJob.packets));
+            queued();
         } else if (line == "Printer says: ACKNOWLEDGED") {
             const int acknowledged = ++mAcknowledged;
             say("packet " + std::to_string(acknowledged) + " of " + std::to_string(mJob.packets) +
@@ -66,17 +72,12 @@ class JobProgress : public VantoPrinterCallback, public VantoDeliveryListener {
             mWatchdog.saw(awaiting());
         } else if (line == "Printer says: IS NOT OK!") {
             say("the printer refused packet " + std::to_string(mAcknowledged + 1) +
-                "; the library resends it");
-        } else if (line.starts_with("MESSAGE NOT ACKNOWLEDGED. ")) {
-            say("unexpected answer from the unit; the library waits 200 s before resending");
-            mWatchdog.note(
-                "the unit at " + mAddress + " gave an answer nobody understands to packet " +
-                std::to_string(mAcknowledged + 1) + " of " + std::to_string(mJob.packets) +
-                " and the library pauses 200 s before each resend");
-        } else if (line.starts_with("Rescheduling printing of remaining receipts: ")) {
-            say("printer busy; asking again in 2 s");
-            mWatchdog.note("the printer at " + mAddress + " did not report ready; nothing of " +
-                           mJob.name + " was sent");
+                (mClassic ? "; the library resends it"
+                          : "; the library tries each packet up to 5 times"));
+        } else if (mClassic) {
+            onClassicLine(line);
+        } else {
+            onResilientLine(line);
         }
     }
 
@@ -85,8 +86,76 @@ class JobProgress : public VantoPrinterCallback, public VantoDeliveryListener {
         std::lock_guard lock(mMutex);
         return mError;
     }
+    // Resilient: why the first poll of the printer got no answer, when no poll ever got one;
+    // empty once the printer has answered. (The first: the poll the queue makes as its time runs
+    // out has no time left to wait, and its failure says so.)
+    std::string unansweredPolls() {
+        std::lock_guard lock(mMutex);
+        return mPrinterAnswered ? std::string() : mPollFailure;
+    }
 
   private:
+    // The resilient queue may start a receipt before the line that says it was queued comes
+    // from the submitting thread; whichever comes first says it, and the rest wait until it has.
+    void queued() {
+        std::call_once(mQueued, [this] {
+            say("queued");
+            mWatchdog.saw("to the printer status query before packet 1 of " +
+                          std::to_string(mJob.packets));
+        });
+    }
+
+    void onClassicLine(std::string_view line) {
+        if (line.starts_with("MESSAGE NOT ACKNOWLEDGED. ")) {
+            say("unexpected answer from the unit; the library waits 200 s before resending");
+            mWatchdog.note(
+                "the unit at " + mAddress + " gave an answer nobody understands to packet " +
+                std::to_string(mAcknowledged + 1) + " of " + std::to_string(mJob.packets) +
+                " and the library pauses 200 s before each resend");
+        } else if (line.starts_with("Rescheduling printing of remaining receipts: ")) {
+            busy();
+        }
+    }
+
+    // Every failed attempt of the resilient library is a line naming the unit; "Printer ..."
+    // lines repeat what the callbacks say.
+    void onResilientLine(std::string_view line) {
+        if (line == "Printer not ready") {
+            queued();
+            {
+                std::lock_guard lock(mMutex);
+                mPrinterAnswered = true;
+            }
+            busy();
+            return;
+        }
+        if (line.find(mAddress) == std::string_view::npos || line.starts_with("Printer ")) {
+            return;
+        }
+        if (mStarted) {
+            // After a packet that did not get through, the attempts are the end of the job's.
+            say("an attempt failed with " + std::to_string(mAcknowledged) + " of " +
+                std::to_string(mJob.packets) + " packets acknowledged: " + std::string(line));
+            return;
+        }
+        queued();
+        {
+            std::lock_guard lock(mMutex);
+            if (mPollFailure.empty()) {
+                mPollFailure = line;
+            }
+        }
+        say("no printer status: " + std::string(line) + "; " + mPolling);
+        mWatchdog.note("the unit at " + mAddress + " gave no printer status (" + std::string(line) +
+                       "); nothing of " + mJob.name + " was sent");
+    }
+
+    void busy() {
+        say("printer busy; " + mPolling);
+        mWatchdog.note("the printer at " + mAddress + " did not report ready; nothing of " +
+                       mJob.name + " was sent");
+    }
+
     std::string awaiting() const {
         const int acknowledged = mAcknowledged;
         if (acknowledged >= mJob.packets) {
@@ -104,18 +173,28 @@ class JobProgress : public VantoPrinterCallback, public VantoDeliveryListener {
 
     const Job& mJob;
     const std::string mAddress;
+    const bool mClassic;
+    const std::string mPolling;
     Watchdog& mWatchdog;
     std::mutex mMutex;
     std::atomic<int> mAcknowledged{0};
+    std::atomic<bool> mStarted{false};
+    std::once_flag mQueued;
     std::optional<VantoError> mError;
+    std::string mPollFailure;
+    bool mPrinterAnswered = false;
     std::promise<VantoDeliveryReport> mReport;
 };
 
 std::string counts(const VantoDeliveryReport& r) {
+    // Only the resilient library, whose reads end, counts packets as unanswered; the line names
+    // them when there are any, and otherwise reads the same in both profiles.
     return std::to_string(r.packetsSent) + " packets sent, " +
            std::to_string(r.packetsAcknowledged) + " acknowledged, " +
            std::to_string(r.packetsRefused) + " refused, " + std::to_string(r.packetsUnrecognised) +
-           " unrecognised, " + std::to_string(r.packetsNotSent) + " not sent; end of job " +
+           " unrecognised, " +
+           (r.packetsUnanswered > 0 ? std::to_string(r.packetsUnanswered) + " unanswered, " : "") +
+           std::to_string(r.packetsNotSent) + " not sent; end of job " +
            (r.endOfJobSent ? "sent" : "not sent");
 }
 
@@ -128,6 +207,66 @@ std::string notSent(const std::vector<Job>& jobs, std::size_t from) {
         names += (i == from ? "" : ", ") + jobs[i].name;
     }
     return "; not sent: " + names;
+}
+
+const std::string DROPPED = "the receipt was dropped unprinted (PRINTER_NOT_RESPONDING)";
+
+// The classic library reports a dropped receipt as an error and everything else in the report.
+std::optional<CliError> classicVerdict(const VantoDeliveryReport& report,
+                                       const std::optional<VantoError>& error) {
+    if (error) {
+        return CliError(CliError::FAILED, error->kind() == VantoError::Kind::PRINTER_NOT_RESPONDING
+                                              ? "the printer did not become ready; " + DROPPED
+                                              : error->description());
+    }
+    if (!report.allAcknowledged) {
+        return CliError(CliError::FAILED, report.summary());
+    }
+    return std::nullopt;
+}
+
+// The resilient library stops a receipt at its first packet that did not get through and says
+// which in the error; the report says what became of the others.
+std::optional<CliError> resilientVerdict(const VantoDeliveryReport& report,
+                                         const std::optional<VantoError>& error,
+                                         const std::string& unansweredPolls,
+                                         const std::string& unit) {
+    if (!error) {
+        return report.allAcknowledged ? std::nullopt
+                                      : std::optional(CliError(CliError::FAILED, report.summary()));
+    }
+    std::string packets = std::to_string(report.packetsAcknowledged) + " of " +
+                          std::to_string(report.packetsSent) + " packets acknowledged";
+    if (report.packetsUnanswered > 0) {
+        packets += ", " + std::to_string(report.packetsUnanswered) +
+                   " went out unanswered and may have printed";
+    }
+    if (report.packetsNotSent > 0) {
+        packets += ", " + std::to_string(report.packetsNotSent) + " not sent";
+    }
+    packets += "; the receipt is incomplete";
+    switch (error->kind()) {
+        case VantoError::Kind::PRINTER_NOT_RESPONDING:
+            if (!unansweredPolls.empty()) {
+                return CliError(CliError::UNREACHABLE, "the unit at " + unit +
+                                                           " never answered the printer status "
+                                                           "query (" +
+                                                           unansweredPolls + "); " + DROPPED);
+            }
+            return CliError(CliError::FAILED, "the printer did not become ready; " + DROPPED);
+        case VantoError::Kind::CONNECTION_LOST:
+            return CliError(CliError::UNREACHABLE,
+                            error->message() + "; " + packets + " (CONNECTION_LOST)");
+        case VantoError::Kind::GENERIC:
+            // Refused or not understood: the unit answered. Otherwise nothing reached it.
+            return CliError(report.packetsRefused + report.packetsUnrecognised > 0
+                                ? CliError::FAILED
+                                : CliError::UNREACHABLE,
+                            error->message() + "; " + packets);
+        case VantoError::Kind::CANCELLED:
+            break;
+    }
+    return CliError(CliError::FAILED, error->message() + " (CANCELLED)");
 }
 
 }  // namespace
@@ -146,8 +285,8 @@ std::int64_t PrintCommands::packetCount(const std::vector<Bytes>& groups) {
     return packets + (used > 0 ? 1 : 0);
 }
 
-void PrintCommands::print(const UnitAddress& unit, const std::vector<std::string>& receiptFiles,
-                          bool verbose, double timeScale) {
+void PrintCommands::print(const SessionOptions& unit, const std::vector<std::string>& receiptFiles,
+                          bool verbose) {
     std::vector<Job> jobs;
     {
         LibraryConsole quiet(verbose);
@@ -157,7 +296,6 @@ void PrintCommands::print(const UnitAddress& unit, const std::vector<std::string
             jobs.push_back(Job{file, std::move(receipt), packets});
         }
     }
-    PrinterQueue::setTimerIntervalScale(timeScale);
     UnitLock lock(unit);
 
     std::mutex currentMutex;
@@ -174,28 +312,24 @@ void PrintCommands::print(const UnitAddress& unit, const std::vector<std::string
         std::cout << "print: " << job.name << " (" << job.packets
                   << (job.packets == 1 ? " packet)" : " packets)") << std::endl;
         session.watchdog().restart("to the first printer status query for " + job.name);
-        auto progress = std::make_shared<JobProgress>(job, unit.text(), session.watchdog());
+        auto progress = std::make_shared<JobProgress>(job, session);
         {
             std::lock_guard guard(currentMutex);
             current = progress;
         }
         auto report = progress->report();
         session.vanto().print(job.receipt, progress, progress);
-        // A unit that never answers sends no report; the watchdog ends the wait.
+        // Resilient: the library's limits end every wait with a report. Classic: a unit that
+        // never answers sends no report; the watchdog ends the wait.
         const VantoDeliveryReport delivered = report.get();
         std::cout << "print: report: " << counts(delivered) << std::endl;
-        if (const auto error = progress->error()) {
-            throw CliError(CliError::FAILED,
-                           job.name + ": " +
-                               (error->kind() == VantoError::Kind::PRINTER_NOT_RESPONDING
-                                    ? std::string("the printer did not become ready; the receipt "
-                                                  "was dropped unprinted (PRINTER_NOT_RESPONDING)")
-                                    : error->description()) +
-                               notSent(jobs, i + 1));
-        }
-        if (!delivered.allAcknowledged) {
-            throw CliError(CliError::FAILED,
-                           job.name + ": " + delivered.summary() + notSent(jobs, i + 1));
+        const auto failed = session.classic()
+                                ? classicVerdict(delivered, progress->error())
+                                : resilientVerdict(delivered, progress->error(),
+                                                   progress->unansweredPolls(), unit.text());
+        if (failed) {
+            throw CliError(failed->exitCode(),
+                           job.name + ": " + failed->what() + notSent(jobs, i + 1));
         }
         std::cout << "print: " << job.name << " delivered: the unit acknowledged all "
                   << delivered.packetsAcknowledged << " packets" << std::endl;

@@ -16,10 +16,10 @@ namespace vantocli {
 class PrintCommands {
   public:
     // Every file is checked before anything is sent. Each receipt is submitted once the previous
-    // one has been fully reported, under the unit's lock. timeScale shortens the printer queue's
-    // waits (tests only; 1.0 is the product's timing).
-    static void print(const UnitAddress& unit, const std::vector<std::string>& receiptFiles,
-                      bool verbose, double timeScale = 1.0);
+    // one has been fully reported, under the unit's lock. "Delivered" only when the report says
+    // the unit acknowledged every packet.
+    static void print(const SessionOptions& unit, const std::vector<std::string>& receiptFiles,
+                      bool verbose);
     static void preview(const std::filesystem::path& receiptFile,
                         const std::filesystem::path& pngFile, bool showText);
 

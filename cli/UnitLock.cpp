@@ -30,7 +30,7 @@ std::filesystem::path runtimeDirectory() {
 }
 }  // namespace
 
-std::filesystem::path UnitLock::pathFor(const UnitAddress& unit) {
+std::filesystem::path UnitLock::pathFor(const SessionOptions& unit) {
     // The address is the user's text; only characters that are safe in a file name survive.
     std::string name = "vanto-" + unit.ip + "-" + std::to_string(unit.port) + ".lock";
     for (char& c : name) {
@@ -41,7 +41,7 @@ std::filesystem::path UnitLock::pathFor(const UnitAddress& unit) {
     return runtimeDirectory() / name;
 }
 
-UnitLock::UnitLock(const UnitAddress& unit) {
+UnitLock::UnitLock(const SessionOptions& unit) {
     const auto path = pathFor(unit);
     // flock needs only a readable descriptor, so other users can take the same lock.
     mFd = ::open(path.c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0644);
@@ -55,14 +55,14 @@ UnitLock::UnitLock(const UnitAddress& unit) {
     std::cout << "print: another vanto command on this machine is printing to " << unit.text()
               << "; waiting for it" << std::endl;
     const auto deadline =
-        std::chrono::steady_clock::now() + std::chrono::duration<double>(unit.timeoutSeconds);
+        std::chrono::steady_clock::now() + std::chrono::duration<double>(unit.timeoutOrDefault());
     while (flock(mFd, LOCK_EX | LOCK_NB) != 0) {
         if (std::chrono::steady_clock::now() >= deadline) {
             ::close(mFd);
             throw CliError(CliError::UNREACHABLE,
                            "another vanto command on this machine kept printing to " + unit.text() +
                                " for longer than --timeout " +
-                               Watchdog::seconds(unit.timeoutSeconds));
+                               Watchdog::seconds(unit.timeoutOrDefault()));
         }
         std::this_thread::sleep_for(RETRY);
     }

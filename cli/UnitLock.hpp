@@ -5,6 +5,9 @@
 // after the unit's address and port in the runtime directory (XDG_RUNTIME_DIR, else the
 // temporary directory), held with flock, so the system releases it when a command ends in any
 // way. Commands on other machines do not see it.
+//
+// Both profiles need it: each command has a facade and a printer queue of its own, whichever the
+// profile, so nothing in the library keeps two commands' packets apart.
 
 #include <filesystem>
 #include <string>
@@ -15,14 +18,14 @@ namespace vantocli {
 
 class UnitLock {
   public:
-    // Waits at most the unit's --timeout for another command to finish; announces the wait on
-    // standard output. Throws CliError(UNREACHABLE) when the time runs out.
-    explicit UnitLock(const UnitAddress& unit);
+    // Waits at most the unit's --timeout (300 s when not given) for another command to finish;
+    // announces the wait on standard output. Throws CliError(UNREACHABLE) when the time runs out.
+    explicit UnitLock(const SessionOptions& unit);
     ~UnitLock();
     UnitLock(const UnitLock&) = delete;
     UnitLock& operator=(const UnitLock&) = delete;
 
-    static std::filesystem::path pathFor(const UnitAddress& unit);
+    static std::filesystem::path pathFor(const SessionOptions& unit);
 
   private:
     int mFd = -1;

@@ -15,9 +15,10 @@ std::chrono::steady_clock::duration period(double seconds) {
 }
 }  // namespace
 
-Watchdog::Watchdog(std::string address, double seconds, std::string what)
+Watchdog::Watchdog(std::string address, double seconds, std::string what, Kind kind)
     : mAddress(std::move(address)),
       mSeconds(seconds),
+      mKind(kind),
       mDeadline(std::chrono::steady_clock::now() + period(seconds)),
       mMessage("no usable answer from " + mAddress + " " + what) {
     mThread = std::thread([this] { watch(); });
@@ -47,6 +48,13 @@ void Watchdog::restart(const std::string& what) {
     mDeadline = std::chrono::steady_clock::now() + period(mSeconds);
 }
 
+void Watchdog::heard() {
+    if (mKind == Kind::Backstop) {
+        std::lock_guard lock(mMutex);
+        mDeadline = std::chrono::steady_clock::now() + period(mSeconds);
+    }
+}
+
 std::string Watchdog::seconds(double value) {
     std::ostringstream text;
     text << value << " s";
@@ -60,9 +68,12 @@ void Watchdog::watch() {
             std::chrono::steady_clock::now() >= mDeadline) {
             std::cout.flush();
             std::cerr << "vanto: " << mMessage << "; gave up after " << seconds(mSeconds)
-                      << " (--timeout)" << std::endl;
-            // The library's threads are blocked in reads nobody can interrupt; only leaving the
-            // process ends them.
+                      << (mKind == Kind::Limit
+                              ? " (--timeout)"
+                              : " without a word from the library, past its own time limits")
+                      << std::endl;
+            // The classic library's threads are blocked in reads nobody can interrupt; only
+            // leaving the process ends them.
             std::_Exit(CliError::UNREACHABLE);
         }
     }

@@ -259,7 +259,7 @@ TEST_F(Cli, PrintSaysWhyAReceiptIsNotOnThePaper) {
 
     // Every attempt at the one packet refused: the library gives up, the report says so.
     unit->setPrinterErrorReplies(5);
-    auto r = run({"print", file.string(), second.string()});
+    auto r = run({"print", file.string(), second.string(), "--classic"});
     EXPECT_EQ(r.exitCode, 1);
     EXPECT_EQ(r.err,
               "vanto: " + file.string() +
@@ -571,10 +571,10 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
         {with({"print", twoPackets}, at(stalls.port(), "2")), 3,
          "vanto: no usable answer from 127.0.0.1:" + std::to_string(stalls.port()) +
              " to packet 2 of 4 (1 acknowledged); gave up after 2 s (--timeout)"},
-        {with({"printer", "status"}, at(hangsUp.port())), 3,
+        {with({"printer", "status", "--classic"}, at(hangsUp.port())), 3,
          "vanto: the unit at 127.0.0.1:" + std::to_string(hangsUp.port()) +
              " closed the connection without answering"},
-        {with({"print", receipt}, at(hangsUp.port())), 3,
+        {with({"print", receipt, "--classic"}, at(hangsUp.port())), 3,
          "vanto: the unit at 127.0.0.1:" + std::to_string(hangsUp.port()) +
              " closed the connection without answering"},
     };
@@ -583,6 +583,144 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
         EXPECT_EQ(r.exitCode, c.exitCode) << c.args[0] << " " << r.err;
         EXPECT_EQ(r.err.rfind(c.errStart, 0), 0u) << "got: " << r.err;
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << "got: " << r.err;
+    }
+}
+
+// The resilient profile (the default) ends every wait itself: each case below ends with the
+// library's own verdict, never the watchdog's, in one line with the documented exit code.
+TEST_F(Cli, TheResilientProfileEndsEveryFailureWithItsOwnVerdict) {
+    using vantoconnect::testing::FakeUnit;
+    auto port = [](std::int32_t p) { return "127.0.0.1:" + std::to_string(p); };
+    std::string lines;
+    for (int i = 0; i < 2; ++i) {
+        lines += std::string(i ? "," : "") + R"({"lineType": "TEXT", "text": ")" +
+                 std::string(1013, 'x') + "\"}";
+    }
+    // Four packets: the header feed, two full lines, the footer feed.
+    const auto fourPackets = write("four.json", "{\"lines\": [" + lines + "]}").string();
+    const auto receipt = write("receipt.json", kReceipt).string();
+    vantoconnect::Bytes ready(18, 0);
+    ready[6] = 0x04;
+    const auto readyReply = FakeUnit::Reply::bytes(FakeUnit::frame(FakeUnit::message(0x61, ready)));
+    const auto ackReply =
+        FakeUnit::Reply::bytes(FakeUnit::frame(FakeUnit::message(0x4E, {}, true, 1)));
+    // Ready, packet 1 acknowledged, then a hang-up (or silence) where packet 2's answer belongs.
+    FakeUnit closes;
+    closes.script(readyReply);
+    closes.script(ackReply);
+    closes.setDefaultReply(FakeUnit::Reply::close());
+    FakeUnit stalls;
+    stalls.script(readyReply);
+    stalls.script(ackReply);
+    FakeUnit hangsUp;
+    hangsUp.setDefaultReply(FakeUnit::Reply::close());
+    // Units that draw no paper: under the race checker a drawing takes the better part of a
+    // minute.
+    vantoemu::UnitOptions options{.port = 0, .outDir = "", .renderReceipts = false, .faults = {}};
+    EmulatedUnit refuses(options);
+    refuses.start();
+    refuses.setPrinterErrorReplies(5);
+    options.faults.replyMode = vantoemu::ReplyMode::Silent;
+    EmulatedUnit silent(options);
+    silent.start();
+
+    struct Case {
+        std::vector<std::string> args;
+        std::int32_t port;
+        int exitCode;
+        std::string err;  // after "vanto: "; a trailing '*' matches any rest of the line
+    };
+    // --time-scale shortens the printer queue's wait for a ready printer (60 s) to 0.6 s.
+    const std::vector<Case> cases = {
+        {{"print", fourPackets},
+         closes.port(),
+         3,
+         fourPackets + ": packet 2 of 4: " + port(closes.port()) +
+             " closed the connection before answering; 1 of 4 packets acknowledged, 1 went out "
+             "unanswered and may have printed, 2 not sent; the receipt is incomplete "
+             "(CONNECTION_LOST)"},
+        {{"print", fourPackets, "--read-timeout", "0.5"},
+         stalls.port(),
+         3,
+         fourPackets + ": packet 2 of 4: no answer from " + port(stalls.port()) +
+             " within 500 ms; 1 of 4 packets acknowledged, 1 went out unanswered and may have "
+             "printed, 2 not sent; the receipt is incomplete (CONNECTION_LOST)"},
+        {{"print", receipt, "--time-scale", "0.01"},
+         silent.port(),
+         3,
+         receipt + ": the unit at " + port(silent.port()) +
+             " never answered the printer status query (no answer from " + port(silent.port()) +
+             " within *"},
+        {{"print", receipt, "--time-scale", "0.01"},
+         hangsUp.port(),
+         3,
+         receipt + ": the unit at " + port(hangsUp.port()) +
+             " never answered the printer status query (" + port(hangsUp.port()) +
+             " closed the connection before answering); the receipt was dropped unprinted "
+             "(PRINTER_NOT_RESPONDING)"},
+        {{"print", receipt},
+         refuses.port(),
+         1,
+         receipt + ": packet 1 of 1: the printer at " + port(refuses.port()) +
+             " refused the packet (printer error); 0 of 1 packets acknowledged; the receipt is "
+             "incomplete"},
+        {{"printer", "status"},
+         hangsUp.port(),
+         3,
+         "no answer to the printer status request: " + port(hangsUp.port()) +
+             " closed the connection before answering"},
+        {{"drawer", "status", "--read-timeout", "0.5"},
+         silent.port(),
+         3,
+         "no answer to the drawer status request: no answer from " + port(silent.port()) +
+             " within 500 ms"},
+        {{"drawer", "status", "--classic", "--read-timeout", "1"},
+         refuses.port(),
+         2,
+         "--read-timeout excludes --classic*"},
+    };
+    for (const auto& c : cases) {
+        auto args = c.args;
+        args.insert(args.end(), {"--ip", "127.0.0.1", "--port", std::to_string(c.port)});
+        const auto r = vanto(args, scratch);
+        EXPECT_EQ(r.exitCode, c.exitCode) << c.args[0] << " " << r.err;
+        const auto expected = "vanto: " + c.err;
+        if (expected.back() == '*') {
+            EXPECT_EQ(r.err.rfind(expected.substr(0, expected.size() - 1), 0), 0u) << r.err;
+        } else {
+            EXPECT_EQ(r.err, expected + "\n");
+        }
+        EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+        EXPECT_EQ(r.out.find("delivered"), std::string::npos) << r.out;
+    }
+}
+
+// The resilient library's lines come through its log: shown on standard error with -v, never on
+// standard output, and turned into the same progress as the classic library's.
+TEST_F(Cli, TheResilientLibrarysLinesComeThroughItsLog) {
+    const auto file = write("receipt.json", kReceipt);
+    EmulatedUnit quiet({.port = 0, .outDir = "", .renderReceipts = false, .faults = {}});
+    quiet.start();
+    for (const bool verbose : {false, true}) {
+        std::vector<std::string> args{"print",     file.string(), "--ip",
+                                      "127.0.0.1", "--port",      std::to_string(quiet.port())};
+        if (verbose) {
+            args.insert(args.begin(), "-v");
+        }
+        const auto r = vanto(args, scratch);
+        EXPECT_EQ(r.exitCode, 0) << r.err;
+        std::istringstream out(r.out);
+        for (std::string line; std::getline(out, line);) {
+            EXPECT_EQ(line.rfind("print: ", 0), 0u) << line;
+        }
+        EXPECT_NE(r.out.find("print: queued\nprint: started on 127.0.0.1\nprint: packet 1 of 1 "
+                             "acknowledged\nprint: sending finished on 127.0.0.1\n"),
+                  std::string::npos)
+            << r.out;
+        EXPECT_EQ(r.err.empty(), !verbose) << r.err;
+        if (verbose) {
+            EXPECT_NE(r.err.find("  | Printer says: ACKNOWLEDGED\n"), std::string::npos) << r.err;
+        }
     }
 }
 
