@@ -627,8 +627,11 @@ TEST_F(ResilientUnitTest, AMisbehavingUnitGivesAStatusAndTheNextCallGoesOn) {
         vanto_emulator_set_reply_mode(e, VANTO_EMULATOR_REPLY_NORMAL);
         vanto_emulator_set_printer_error(e, 0);
         EXPECT_EQ(vanto_cash_drawer_status(v, &drawer), VANTO_OK) << lastError();
-        EXPECT_EQ(vanto_print_and_wait(v, receipt.get(), 30000, &report), VANTO_OK) << lastError();
+        EXPECT_EQ(vanto_printer_busy(v, &busy), VANTO_OK);
+        EXPECT_EQ(busy, 0);
     }
+    // One receipt at the end: the emulated unit draws each, which is slow under the race checker.
+    EXPECT_EQ(vanto_print_and_wait(v, receipt.get(), 60000, nullptr), VANTO_OK) << lastError();
     EXPECT_TRUE(lines.has("no answer from 127.0.0.1:"));
 
     // Nothing listens: the unit cannot be reached, which is not a lost connection.
@@ -771,6 +774,9 @@ TEST_F(ResilientUnitTest, AnOlderCallersStructsAreUsedOnlyAsFarAsTheirSizeReache
     EXPECT_EQ(profile, VANTO_PROFILE_CLASSIC);
     EXPECT_EQ(port, 4242);
 
+    // Receipts given up for a printer in error: reports without drawing a receipt, which is slow
+    // under the race checker.
+    ASSERT_EQ(vanto_emulator_set_printer_state(unit.get(), VANTO_EMULATOR_PRINTER_ERROR), VANTO_OK);
     auto receipt = newReceipt();
     ASSERT_EQ(vanto_receipt_add_text(receipt.get(), "x", 0, 0, 0), VANTO_OK);
     Heard heard;
@@ -779,15 +785,17 @@ TEST_F(ResilientUnitTest, AnOlderCallersStructsAreUsedOnlyAsFarAsTheirSizeReache
     callbacks.struct_size = offsetof(vanto_print_callbacks, on_report);
     ASSERT_EQ(vanto_print(vanto.get(), receipt.get(), &callbacks, nullptr), VANTO_OK);
 
-    // The queue sends in order: this report comes after the receipt above would have had its own.
+    // The queue goes in order: this report comes after the receipt above would have had its own.
     vanto_delivery_report report;
     std::memset(&report, 0x5A, sizeof report);
     report.struct_size = offsetof(vanto_delivery_report, packets_unanswered);
-    ASSERT_EQ(vanto_print_and_wait(vanto.get(), receipt.get(), 30000, &report), VANTO_OK)
+    ASSERT_EQ(vanto_print_and_wait(vanto.get(), receipt.get(), 30000, &report),
+              VANTO_ERROR_PRINTER_NOT_RESPONDING)
         << lastError();
-    EXPECT_EQ(heard.calls, (std::vector<std::string>{"started 127.0.0.1", "completed 127.0.0.1"}));
+    ASSERT_EQ(heard.calls.size(), 1u);
+    EXPECT_EQ(heard.calls[0].rfind("error VANTO_ERROR_PRINTER_NOT_RESPONDING", 0), 0u);
     EXPECT_EQ(report.receipt_id, 2u);
-    EXPECT_EQ(report.packets_acknowledged, report.packets_sent);
+    EXPECT_EQ(report.packets_sent, 0);
     EXPECT_EQ(report.packets_unanswered, 0x5A5A5A5A5A5A5A5A);
     EXPECT_EQ(report.cancelled, 0x5A5A5A5A);
     EXPECT_EQ(report.struct_size, offsetof(vanto_delivery_report, packets_unanswered));
@@ -797,9 +805,11 @@ TEST_F(ResilientUnitTest, AnOlderCallersStructsAreUsedOnlyAsFarAsTheirSizeReache
         int64_t later = 7;
     } newer;
     newer.report.struct_size = sizeof newer;
-    ASSERT_EQ(vanto_print_and_wait(vanto.get(), receipt.get(), 30000, &newer.report), VANTO_OK);
+    newer.report.cancelled = 9;
+    ASSERT_EQ(vanto_print_and_wait(vanto.get(), receipt.get(), 30000, &newer.report),
+              VANTO_ERROR_PRINTER_NOT_RESPONDING);
     EXPECT_EQ(newer.report.struct_size, sizeof(vanto_delivery_report)) << "filled this far";
-    EXPECT_EQ(newer.report.all_acknowledged, 1);
+    EXPECT_EQ(newer.report.cancelled, 0);
     EXPECT_EQ(newer.later, 7);
 }
 
