@@ -22,6 +22,7 @@ std::unique_ptr<vantoconnect::Vanto> facadeFor(const FacadeOptions& options) {
                                        .port = options.port,
                                        .connectTimeout = options.connectTimeout,
                                        .readTimeout = options.readTimeout,
+                                       .waitLimit = options.waitLimit,
                                        .log = options.log});
 }
 

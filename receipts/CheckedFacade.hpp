@@ -43,6 +43,8 @@ struct FacadeOptions {
     // classic one writes them to standard output, or to the process-wide console sink).
     std::chrono::milliseconds readTimeout{5000};
     std::chrono::milliseconds connectTimeout{3000};
+    // How long a receipt may wait for a busy or unreachable printer before it is given up.
+    std::chrono::milliseconds waitLimit{60000};
     std::function<void(std::string_view line)> log{};
 };
 

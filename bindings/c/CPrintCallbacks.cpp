@@ -2,9 +2,25 @@
 
 #include "CallGuard.hpp"
 #include "DeliveryReports.hpp"
+#include "StructSize.hpp"
 #include "vantoconnect/VantoError.hpp"
 
 namespace vantoc {
+
+namespace {
+
+vanto_print_callbacks held(const vanto_print_callbacks& given) {
+    using C = vanto_print_callbacks;
+    vanto_print_callbacks callbacks = VANTO_PRINT_CALLBACKS_INIT;
+    copyHeld(checkedSize(given.struct_size, "callbacks"), given, callbacks, &C::user,
+             &C::on_started, &C::on_completed, &C::on_error, &C::on_report);
+    return callbacks;
+}
+
+}  // namespace
+
+CPrintCallbacks::CPrintCallbacks(const vanto_print_callbacks& callbacks)
+    : mCallbacks(held(callbacks)) {}
 
 void CPrintCallbacks::onPrinterStarted(const std::string& ipAddress) {
     if (mCallbacks.on_started != nullptr) {

@@ -2,7 +2,8 @@
 
 // One receipt's callbacks, forwarded from the library's threads to a C caller's function
 // pointers. The library holds this object until the receipt's last callback, so the caller's
-// struct need not outlive vanto_print(); only its `user` pointer must.
+// struct need not outlive vanto_print(); only its `user` pointer must. The struct is read as far
+// as its struct_size reaches: the callbacks it does not reach are absent.
 
 #include <string>
 
@@ -15,7 +16,8 @@ namespace vantoc {
 class CPrintCallbacks : public vantoconnect::VantoPrinterCallback,
                         public vantoconnect::VantoDeliveryListener {
   public:
-    explicit CPrintCallbacks(const vanto_print_callbacks& callbacks) : mCallbacks(callbacks) {}
+    // Throws CApiError when the struct's size was never set.
+    explicit CPrintCallbacks(const vanto_print_callbacks& callbacks);
 
     void onPrinterStarted(const std::string& ipAddress) override;
     void onPrinterCompleted(const std::string& ipAddress) override;

@@ -17,9 +17,18 @@ thread_local std::string tLastError;
 }  // namespace
 
 vanto_status statusOf(const vantoconnect::VantoError& error) noexcept {
-    return error.kind() == vantoconnect::VantoError::Kind::PRINTER_NOT_RESPONDING
-               ? VANTO_ERROR_PRINTER_NOT_RESPONDING
-               : VANTO_ERROR_UNIT;
+    using Kind = vantoconnect::VantoError::Kind;
+    switch (error.kind()) {
+        case Kind::GENERIC:
+            return VANTO_ERROR_UNIT;
+        case Kind::PRINTER_NOT_RESPONDING:
+            return VANTO_ERROR_PRINTER_NOT_RESPONDING;
+        case Kind::CONNECTION_LOST:
+            return VANTO_ERROR_CONNECTION_LOST;
+        case Kind::CANCELLED:
+            return VANTO_ERROR_CANCELLED;
+    }
+    return VANTO_ERROR_INTERNAL;
 }
 
 void setLastError(std::string_view function, std::string_view message) noexcept {

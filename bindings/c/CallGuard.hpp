@@ -16,8 +16,8 @@ class VantoError;
 
 namespace vantoc {
 
-// The status of the library's error: VANTO_ERROR_UNIT for GENERIC, and
-// VANTO_ERROR_PRINTER_NOT_RESPONDING.
+// The status of the library's error: VANTO_ERROR_UNIT for GENERIC, and the status of the same
+// name for each of the others.
 vanto_status statusOf(const vantoconnect::VantoError& error) noexcept;
 
 void setLastError(std::string_view function, std::string_view message) noexcept;

@@ -11,7 +11,9 @@
 #include "vantoconnect/support/Image.hpp"
 #include "vantoconnect/vanto.h"
 
-struct vanto : vantoreceipts::CheckedFacade {};
+struct vanto : vantoreceipts::CheckedFacade {
+    using CheckedFacade::CheckedFacade;
+};
 
 struct vanto_receipt : vantoreceipts::CheckedReceipt {
     using CheckedReceipt::CheckedReceipt;

@@ -2,14 +2,14 @@
 
 namespace vantoc {
 
-void ReportWaiter::onPrinterError(const vantoconnect::VantoError& /*error*/) {
+void ReportWaiter::onPrinterError(const vantoconnect::VantoError& error) {
     std::lock_guard lock(mMutex);
-    mDropped = true;
+    mError = error;
 }
 
 void ReportWaiter::onDeliveryReport(const vantoconnect::VantoDeliveryReport& report) {
     std::lock_guard lock(mMutex);
-    mOutcome = Outcome{report, mDropped};
+    mOutcome = Outcome{report, mError};
     mArrived.notify_all();
 }
 

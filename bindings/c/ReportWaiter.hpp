@@ -11,6 +11,7 @@
 #include <string>
 
 #include "vantoconnect/VantoDeliveryListener.hpp"
+#include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoPrinterCallback.hpp"
 
 namespace vantoc {
@@ -20,8 +21,9 @@ class ReportWaiter : public vantoconnect::VantoPrinterCallback,
   public:
     struct Outcome {
         vantoconnect::VantoDeliveryReport report;
-        // The queue gave up on the receipt (onPrinterError came before the report).
-        bool dropped = false;
+        // What onPrinterError said before the report, if it came: the queue gave up on the
+        // receipt, or (resilient) the connection was lost, sending failed or it was cancelled.
+        std::optional<vantoconnect::VantoError> error;
     };
 
     void onPrinterStarted(const std::string&) override {}
@@ -36,7 +38,7 @@ class ReportWaiter : public vantoconnect::VantoPrinterCallback,
   private:
     std::mutex mMutex;
     std::condition_variable mArrived;
-    bool mDropped = false;
+    std::optional<vantoconnect::VantoError> mError;
     std::optional<Outcome> mOutcome;
 };
 

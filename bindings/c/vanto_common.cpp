@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "COptions.hpp"
 #include "CallGuard.hpp"
 #include "DeliveryReports.hpp"
 #include "OutBuffers.hpp"
@@ -39,6 +40,10 @@ const char* vanto_status_name(vanto_status status) {
             return "VANTO_ERROR_NO_MEMORY";
         case VANTO_ERROR_INTERNAL:
             return "VANTO_ERROR_INTERNAL";
+        case VANTO_ERROR_CONNECTION_LOST:
+            return "VANTO_ERROR_CONNECTION_LOST";
+        case VANTO_ERROR_CANCELLED:
+            return "VANTO_ERROR_CANCELLED";
     }
     return "VANTO_STATUS_UNKNOWN";
 }
@@ -68,10 +73,7 @@ vanto_status vanto_set_console(void (*sink)(void* user, const char* line), void*
             vantoconnect::setConsoleSink({});
             return;
         }
-        vantoconnect::setConsoleSink([sink, user](std::string_view line) {
-            const std::string terminated(line);
-            sink(user, terminated.c_str());
-        });
+        vantoconnect::setConsoleSink(lineSink(sink, user));
     });
 }
 

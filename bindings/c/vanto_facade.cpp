@@ -2,8 +2,10 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "COptions.hpp"
 #include "CPrintCallbacks.hpp"
 #include "CallGuard.hpp"
 #include "DeliveryReports.hpp"
@@ -14,12 +16,55 @@
 
 using namespace vantoc;
 
+namespace {
+
+// Why a receipt's report says it did not reach the printer whole, as the status of
+// vanto_print_and_wait and its reason.
+CApiError undelivered(std::uint64_t id, const ReportWaiter::Outcome& outcome) {
+    using Kind = vantoconnect::VantoError::Kind;
+    const std::string receipt = "receipt " + std::to_string(id);
+    const std::optional<vantoconnect::VantoError>& error = outcome.error;
+    if (error && error->kind() == Kind::PRINTER_NOT_RESPONDING) {
+        return {VANTO_ERROR_PRINTER_NOT_RESPONDING,
+                receipt +
+                    " was not printed: the printer queue gave up on it "
+                    "(PRINTER_NOT_RESPONDING)"};
+    }
+    if (outcome.report.cancelled) {
+        return {VANTO_ERROR_CANCELLED, receipt + " was not printed: " +
+                                           (error ? error->message() : outcome.report.summary())};
+    }
+    // Part of it went out: the report says how much, the error why the rest did not.
+    const std::string why =
+        receipt + ": " + outcome.report.summary() +
+        (error && !error->message().empty() ? " (" + error->message() + ")" : "");
+    if (error && error->kind() != Kind::GENERIC) {
+        return {statusOf(*error), why};
+    }
+    return {VANTO_ERROR_NOT_DELIVERED, why};
+}
+
+}  // namespace
+
 extern "C" {
 
 vanto_status vanto_create(vanto_t** vanto) {
+    return vanto_create_with(nullptr, vanto);
+}
+
+vanto_status vanto_create_with(const vanto_options* options, vanto_t** vanto) {
     return guarded(__func__, [&] {
         vanto_t*& out = required(vanto, "vanto");
-        out = new vanto_t();
+        out = new vanto_t(facadeOptions(options));
+    });
+}
+
+vanto_status vanto_profile(const vanto_t* vanto, int* profile) {
+    return guarded(__func__, [&] {
+        int& out = required(profile, "profile");
+        out = required(vanto, "vanto").profile() == vantoreceipts::Profile::Classic
+                  ? VANTO_PROFILE_CLASSIC
+                  : VANTO_PROFILE_RESILIENT;
     });
 }
 
@@ -120,6 +165,10 @@ vanto_status vanto_print_and_wait(vanto_t* vanto, vanto_receipt_t* receipt, int6
     return guarded(__func__, [&] {
         auto& facade = required(vanto, "vanto");
         const auto& queued = required(receipt, "receipt");
+        if (report != nullptr) {
+            // Before the receipt is queued: a report that cannot be filled must not print it.
+            checkedSize(report->struct_size, "report");
+        }
         auto waiter = std::make_shared<ReportWaiter>();
         const std::uint64_t id = facade.print(queued, waiter, waiter);
         const auto outcome = waiter->wait(std::chrono::milliseconds(timeout_ms));
@@ -129,18 +178,25 @@ vanto_status vanto_print_and_wait(vanto_t* vanto, vanto_receipt_t* receipt, int6
                                 std::to_string(timeout_ms) + " ms; it may still be printed later");
         }
         if (report != nullptr) {
-            *report = toC(outcome->report);
-        }
-        if (outcome->dropped) {
-            throw CApiError(VANTO_ERROR_PRINTER_NOT_RESPONDING,
-                            "receipt " + std::to_string(id) +
-                                " was not printed: the printer queue gave up on it "
-                                "(PRINTER_NOT_RESPONDING)");
+            writeTo(*report, outcome->report);
         }
         if (!outcome->report.allAcknowledged) {
-            throw CApiError(VANTO_ERROR_NOT_DELIVERED,
-                            "receipt " + std::to_string(id) + ": " + outcome->report.summary());
+            throw undelivered(id, *outcome);
         }
+    });
+}
+
+vanto_status vanto_cancel(vanto_t* vanto, uint64_t receipt_id, int* cancelled) {
+    return guarded(__func__, [&] {
+        int& out = required(cancelled, "cancelled");
+        out = required(vanto, "vanto").cancel(receipt_id) ? 1 : 0;
+    });
+}
+
+vanto_status vanto_waiting_receipts(vanto_t* vanto, size_t* waiting) {
+    return guarded(__func__, [&] {
+        size_t& out = required(waiting, "waiting");
+        out = required(vanto, "vanto").waitingReceipts();
     });
 }
 

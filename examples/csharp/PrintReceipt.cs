@@ -1,7 +1,10 @@
 // Prints a receipt and reads the cash drawer through the C API, from .NET.
 //
-//   mono PrintReceipt.exe [ADDRESS [PORT]]    (defaults 127.0.0.1 and 8080: an emulated unit
-//                                               started with `vanto emulate`)
+//   mono PrintReceipt.exe [ADDRESS [PORT [PROFILE]]]
+//
+// ADDRESS and PORT default to 127.0.0.1 and 8080 (an emulated unit started with `vanto
+// emulate`). PROFILE is "resilient", the default, or "classic" for the C++ library's classic
+// behaviour, hazards included.
 //
 // Exit status 0 only when the unit acknowledged every packet of the receipt.
 
@@ -13,11 +16,30 @@ public static class PrintReceipt
 {
     public static int Main(string[] args)
     {
-        string address = args.Length > 0 ? args[0] : "127.0.0.1";
-        int port = args.Length > 1 ? int.Parse(args[1]) : 8080;
+        var options = new UnitOptions
+        {
+            Address = args.Length > 0 ? args[0] : "127.0.0.1",
+            Port = args.Length > 1 ? int.Parse(args[1]) : 8080,
+        };
+        string profile = args.Length > 2 ? args[2] : "resilient";
+        if (profile == "classic")
+        {
+            // Its lines go to standard output; it takes no log.
+            options.Profile = Profile.Classic;
+        }
+        else if (profile == "resilient")
+        {
+            // The library's lines, kept apart from the program's own output.
+            options.Log = line => Console.Error.WriteLine("vanto: " + line);
+        }
+        else
+        {
+            Console.Error.WriteLine("profile: \"" + profile + "\" is neither resilient nor classic");
+            return 2;
+        }
         try
         {
-            using (var unit = new Unit(address, port))
+            using (var unit = new Unit(options))
             using (var receipt = new Receipt())
             {
                 receipt.AddText("CORNER CAFE", Text.StyleBold, Text.SizeWide, Text.Center)

@@ -1,7 +1,8 @@
 // A small P/Invoke wrapper over the vantoconnect C API (vantoconnect/vanto.h), enough to print a
-// receipt, hear its delivery report and read the cash drawer from .NET. It is an example of how
-// to call the library, not a second SDK: every method is one C call, and the C API's rules
-// (threads, ownership, what stays fatal) are the ones in vanto.h.
+// receipt, hear its delivery report, withdraw a waiting one and read the cash drawer from .NET,
+// with the library's lines in a log of the program's choosing. It is an example of how to call
+// the library, not a second SDK: every method is one C call, and the C API's rules (profiles,
+// threads, ownership, what stays fatal) are the ones in vanto.h.
 //
 // The runtime finds the library as "vantoconnect-c" (libvantoconnect-c.so): put its folder on
 // LD_LIBRARY_PATH, or next to the program.
@@ -25,6 +26,17 @@ namespace VantoConnect
         Fatal = 7,
         NoMemory = 8,
         Internal = 9,
+        ConnectionLost = 10,  // resilient: the unit closed, reset or fell silent before answering
+        Cancelled = 11,       // resilient: withdrawn (Cancel, or the unit disposed) before it was sent
+    }
+
+    // Resilient is every binding's default: time limits on every wait, failures as exceptions
+    // and reports, never the end of the process. Classic is the C++ library's classic behaviour,
+    // hazards included (see docs/c.md).
+    public enum Profile
+    {
+        Resilient = 0,
+        Classic = 1,
     }
 
     // A failed call: the status and the library's one-line reason.
@@ -42,14 +54,37 @@ namespace VantoConnect
     [StructLayout(LayoutKind.Sequential)]
     public struct DeliveryReport
     {
+        public UIntPtr StructSize;  // how far the library filled it
         public ulong ReceiptId;
         public long PacketsSent;
         public long PacketsAcknowledged;
         public long PacketsRefused;
         public long PacketsUnrecognised;
+        public long PacketsUnanswered;  // went out and no answer came: they may have printed
         public long PacketsNotSent;
         public int EndOfJobSent;
         public int AllAcknowledged;  // 1 only when every packet was acknowledged
+        public int Cancelled;        // 1 when withdrawn before any of it was sent
+
+        // An empty report the library may fill, as VANTO_DELIVERY_REPORT_INIT makes it.
+        public static DeliveryReport Empty()
+        {
+            return new DeliveryReport { StructSize = Native.SizeOf<DeliveryReport>() };
+        }
+    }
+
+    // How a Unit is made: vanto_options. The limits and the log apply to the resilient profile.
+    public sealed class UnitOptions
+    {
+        public Profile Profile = Profile.Resilient;
+        public string Address = "";  // "": the unit's own address on its Wi-Fi network
+        public int Port = 8080;
+        public long ConnectTimeoutMs = 3000;
+        public long ReadTimeoutMs = 5000;
+        public long WaitLimitMs = 60000;  // how long a receipt may wait for a busy printer
+        // The library's lines, one call each, on its own threads (resilient only; the classic
+        // profile writes them to standard output). It must not call the library.
+        public Action<string> Log;
     }
 
     public static class Text
@@ -80,6 +115,7 @@ namespace VantoConnect
         [StructLayout(LayoutKind.Sequential)]
         internal struct Callbacks
         {
+            public UIntPtr StructSize;
             public IntPtr User;
             public IntPtr OnStarted;
             public IntPtr OnCompleted;
@@ -87,19 +123,39 @@ namespace VantoConnect
             public IntPtr OnReport;
         }
 
+        [StructLayout(LayoutKind.Sequential)]
+        internal struct Options
+        {
+            public UIntPtr StructSize;
+            public int Profile;
+            public int Port;
+            public IntPtr Address;
+            public long ConnectTimeoutMs;
+            public long ReadTimeoutMs;
+            public long WaitLimitMs;
+            public IntPtr Log;
+            public IntPtr LogUser;
+        }
+
         [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
         internal delegate void ReportCallback(IntPtr user, ref DeliveryReport report);
 
+        [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
+        internal delegate void LineCallback(IntPtr user, IntPtr line);
+
         [DllImport(Library)] internal static extern IntPtr vanto_last_error();
         [DllImport(Library)] internal static extern void vanto_string_free(IntPtr text);
-        [DllImport(Library)] internal static extern Status vanto_create(out IntPtr vanto);
+        [DllImport(Library)] internal static extern Status vanto_create_with(ref Options options, out IntPtr vanto);
+        [DllImport(Library)] internal static extern Status vanto_profile(IntPtr vanto, out int profile);
+        [DllImport(Library)] internal static extern Status vanto_cancel(IntPtr vanto, ulong receiptId, out int cancelled);
+        [DllImport(Library)] internal static extern Status vanto_waiting_receipts(IntPtr vanto, out UIntPtr waiting);
         [DllImport(Library)] internal static extern void vanto_free(IntPtr vanto);
         [DllImport(Library)] internal static extern Status vanto_set_address(IntPtr vanto, byte[] address);
         [DllImport(Library)] internal static extern Status vanto_set_port(IntPtr vanto, int port);
         [DllImport(Library)] internal static extern Status vanto_cash_drawer_status(IntPtr vanto, out long status);
         [DllImport(Library)] internal static extern Status vanto_open_cash_drawer(IntPtr vanto, int validate, out int pulseSent);
         [DllImport(Library)] internal static extern Status vanto_print(IntPtr vanto, IntPtr receipt, ref Callbacks callbacks, out ulong receiptId);
-        [DllImport(Library)] internal static extern Status vanto_print_and_wait(IntPtr vanto, IntPtr receipt, long timeoutMs, out DeliveryReport report);
+        [DllImport(Library)] internal static extern Status vanto_print_and_wait(IntPtr vanto, IntPtr receipt, long timeoutMs, ref DeliveryReport report);
         [DllImport(Library)] internal static extern Status vanto_delivery_report_summary(ref DeliveryReport report, out IntPtr summary);
         [DllImport(Library)] internal static extern Status vanto_receipt_create(out IntPtr receipt);
         [DllImport(Library)] internal static extern void vanto_receipt_free(IntPtr receipt);
@@ -108,6 +164,12 @@ namespace VantoConnect
         [DllImport(Library)] internal static extern Status vanto_receipt_add_separator(IntPtr receipt, byte[] chr);
         [DllImport(Library)] internal static extern Status vanto_receipt_add_feed(IntPtr receipt, long lines);
         [DllImport(Library)] internal static extern Status vanto_receipt_add_barcode(IntPtr receipt, long type, byte[] data, long hri, double height);
+
+        // What a struct's size field holds: the struct's size as C lays it out.
+        internal static UIntPtr SizeOf<T>()
+        {
+            return (UIntPtr)Marshal.SizeOf(typeof(T));
+        }
 
         // Strings go to C as NUL-terminated UTF-8, whatever the platform's default marshalling.
         internal static byte[] Utf8(string text)
@@ -195,21 +257,71 @@ namespace VantoConnect
         }
     }
 
-    // The unit. Blocking calls may hold the calling thread for minutes when the unit does not
-    // answer: call them off the user-interface thread.
+    // The unit. Blocking calls hold the calling thread while the unit is asked (resilient: within
+    // the options' limits; classic: for minutes, or for ever): call them off the user-interface
+    // thread.
     public sealed class Unit : IDisposable
     {
         private IntPtr handle;
+        // The log, kept alive for the library until Dispose has freed the facade.
+        private GCHandle log;
 
-        // The one delegate the library calls for every report, kept alive for the process: the
-        // library may call it long after Print has returned.
+        // The delegates the library calls, kept alive for the process: the library may call them
+        // long after Print has returned.
         private static readonly Native.ReportCallback reportCallback = OnReport;
+        private static readonly Native.LineCallback lineCallback = OnLine;
 
-        public Unit(string address, int port)
+        // The resilient profile with its default limits.
+        public Unit(string address, int port) : this(new UnitOptions { Address = address, Port = port })
         {
-            Native.Check(Native.vanto_create(out handle));
-            Native.Check(Native.vanto_set_address(handle, Native.Utf8(address)));
-            Native.Check(Native.vanto_set_port(handle, port));
+        }
+
+        public Unit(UnitOptions options)
+        {
+            var native = new Native.Options
+            {
+                StructSize = Native.SizeOf<Native.Options>(),
+                Profile = (int)options.Profile,
+                Port = options.Port,
+                ConnectTimeoutMs = options.ConnectTimeoutMs,
+                ReadTimeoutMs = options.ReadTimeoutMs,
+                WaitLimitMs = options.WaitLimitMs,
+            };
+            if (options.Log != null)
+            {
+                log = GCHandle.Alloc(options.Log);
+                native.Log = Marshal.GetFunctionPointerForDelegate(lineCallback);
+                native.LogUser = GCHandle.ToIntPtr(log);
+            }
+            // The library copies the address; the copy here lives only through the call.
+            byte[] address = Native.Utf8(options.Address ?? "");
+            GCHandle pinned = GCHandle.Alloc(address, GCHandleType.Pinned);
+            try
+            {
+                native.Address = pinned.AddrOfPinnedObject();
+                Native.Check(Native.vanto_create_with(ref native, out handle));
+            }
+            catch
+            {
+                if (log.IsAllocated)
+                {
+                    log.Free();
+                }
+                throw;
+            }
+            finally
+            {
+                pinned.Free();
+            }
+        }
+
+        public Profile Profile
+        {
+            get
+            {
+                Native.Check(Native.vanto_profile(handle, out int profile));
+                return (Profile)profile;
+            }
         }
 
         public DrawerStatus CashDrawerStatus()
@@ -227,13 +339,15 @@ namespace VantoConnect
         }
 
         // Queues the receipt; onReport runs later on one of the library's threads, once, with
-        // the receipt's delivery report. Returns the receipt id the report will carry.
+        // the receipt's delivery report (for a cancelled receipt, on the thread that cancelled
+        // it). Returns the receipt id the report will carry.
         public ulong Print(Receipt receipt, Action<DeliveryReport> onReport)
         {
             // The user pointer keeps onReport alive until the report has come.
             GCHandle user = GCHandle.Alloc(onReport);
             var callbacks = new Native.Callbacks
             {
+                StructSize = Native.SizeOf<Native.Callbacks>(),
                 User = GCHandle.ToIntPtr(user),
                 OnReport = Marshal.GetFunctionPointerForDelegate(reportCallback),
             };
@@ -247,12 +361,28 @@ namespace VantoConnect
         }
 
         // Queues the receipt and waits for its report. Throws with Status.NotDelivered when the
-        // unit did not acknowledge every packet, PrinterNotResponding when the queue gave up.
+        // unit did not acknowledge every packet, PrinterNotResponding when the queue gave up,
+        // and (resilient) ConnectionLost when an answer was lost while it was sent, Cancelled
+        // when another thread withdrew it.
         public DeliveryReport PrintAndWait(Receipt receipt, long timeoutMs)
         {
-            Native.Check(Native.vanto_print_and_wait(handle, receipt.Handle, timeoutMs,
-                                                     out DeliveryReport report));
+            DeliveryReport report = DeliveryReport.Empty();
+            Native.Check(Native.vanto_print_and_wait(handle, receipt.Handle, timeoutMs, ref report));
             return report;
+        }
+
+        // Resilient: withdraws a receipt still waiting to be sent; its report (Cancelled = 1)
+        // has come by the time this returns true. Classic: always false.
+        public bool Cancel(ulong receiptId)
+        {
+            Native.Check(Native.vanto_cancel(handle, receiptId, out int cancelled));
+            return cancelled != 0;
+        }
+
+        public ulong WaitingReceipts()
+        {
+            Native.Check(Native.vanto_waiting_receipts(handle, out UIntPtr waiting));
+            return (ulong)waiting;
         }
 
         public static string Summary(DeliveryReport report)
@@ -284,10 +414,29 @@ namespace VantoConnect
             }
         }
 
+        private static void OnLine(IntPtr user, IntPtr line)
+        {
+            var log = (Action<string>)GCHandle.FromIntPtr(user).Target;
+            try
+            {
+                log(Native.FromUtf8(line));
+            }
+            catch (Exception e)
+            {
+                Console.Error.WriteLine("log failed: " + e);
+            }
+        }
+
+        // Resilient: receipts still waiting are withdrawn (their reports come before this
+        // returns), and no line comes to the log afterwards.
         public void Dispose()
         {
             Native.vanto_free(handle);
             handle = IntPtr.Zero;
+            if (log.IsAllocated)
+            {
+                log.Free();
+            }
         }
     }
 }

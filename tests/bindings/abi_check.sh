@@ -9,7 +9,7 @@
 set -euo pipefail
 library=$1 headers=$2 source_dir=$3 baseline=$4 update=${5:-}
 
-strays=$(nm -D --defined-only "$library" | awk '$3 !~ /^vanto_/ && $3 != "VANTO_1.0" {print $3}')
+strays=$(nm -D --defined-only "$library" | awk '$3 !~ /^vanto_/ && $3 !~ /^VANTO_[0-9.]+$/ {print $3}')
 if [ -n "$strays" ]; then
     echo "abi_check: $library exports symbols other than vanto_ functions:" >&2
     echo "$strays" | head -20 >&2

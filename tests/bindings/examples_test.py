@@ -2,7 +2,8 @@
 
 Each is compiled against the installed package (the C example as C99 with every warning an
 error, through pkg-config; the C# one with Mono's mcs), run against an emulated unit on a loopback
-port, and checked against what the unit printed. The unit is started through the C API itself,
+port in each profile (resilient, the default, and classic), and checked against what the unit
+printed. The unit is started through the C API itself,
 loaded with ctypes, so this suite needs nothing but the installed library.
 
 Environment: VANTO_PREFIX (the installed package), VANTO_SOURCE_DIR (this checkout).
@@ -23,7 +24,7 @@ LIBDIR = PREFIX / "lib"
 
 
 def _library() -> ctypes.CDLL:
-    lib = ctypes.CDLL(str(LIBDIR / "libvantoconnect-c.so.1"))
+    lib = ctypes.CDLL(str(LIBDIR / "libvantoconnect-c.so.2"))
     handle = ctypes.POINTER(ctypes.c_void_p)
     lib.vanto_last_error.restype = ctypes.c_char_p
     lib.vanto_emulator_create.argtypes = [ctypes.c_char_p, ctypes.c_int32, ctypes.c_char_p, handle]
@@ -112,22 +113,38 @@ def test_cpp_library_builds_through_its_pkg_config_file(tmp_path: Path) -> None:
     assert run([str(program)]).stdout.strip() == "ok"
 
 
-def test_c_example_prints_and_says_delivered_only_when_it_was(c_example: Path, unit: Unit) -> None:
-    done = run([str(c_example), "127.0.0.1", str(unit.port)])
+# What each profile writes besides the program's own lines: the resilient one's lines go to the
+# program's log (standard error, "vanto: ..."), the classic one's to standard output.
+PROFILES = [
+    pytest.param([], "vanto: Printer started", id="resilient by default"),
+    pytest.param(["classic"], "Printer started", id="classic"),
+]
+
+
+@pytest.mark.parametrize("profile,line", PROFILES)
+def test_c_example_prints_and_says_delivered_only_when_it_was(
+    c_example: Path, unit: Unit, profile: list[str], line: str
+) -> None:
+    done = run([str(c_example), "127.0.0.1", str(unit.port)] + profile)
     assert done.returncode == 0, done.stderr
     assert "receipt 1 delivered: all 1 packet acknowledged" in done.stdout
+    assert (line in done.stderr) == (profile == []), done.stderr
+    assert (line in done.stdout) == (profile != []), done.stdout
     paper = unit.paper(1)
     assert "CORNER CAFE" in paper and "TOTAL                                   5.70" in paper
 
     unit.check(unit.lib.vanto_emulator_set_printer_error(unit.handle, 5))
-    refused = run([str(c_example), "127.0.0.1", str(unit.port)])
+    refused = run([str(c_example), "127.0.0.1", str(unit.port)] + profile)
     assert refused.returncode == 1
     assert "delivered" not in refused.stdout
     assert "the unit refused 1 of 1 packets" in refused.stderr
     assert "VANTO_ERROR_NOT_DELIVERED" in refused.stderr
 
 
-def test_csharp_example_prints_and_reads_the_drawer(tmp_path: Path, unit: Unit) -> None:
+@pytest.mark.parametrize("profile,line", PROFILES)
+def test_csharp_example_prints_and_reads_the_drawer(
+    tmp_path: Path, unit: Unit, profile: list[str], line: str
+) -> None:
     assert shutil.which("mcs") and shutil.which("mono"), "Mono is missing: install mono-devel"
     program = tmp_path / "PrintReceipt.exe"
     folder = SOURCE / "examples" / "csharp"
@@ -137,8 +154,9 @@ def test_csharp_example_prints_and_reads_the_drawer(tmp_path: Path, unit: Unit) 
     )
     assert built.returncode == 0, built.stdout + built.stderr
     env = dict(os.environ, LD_LIBRARY_PATH=str(LIBDIR))
-    done = run(["mono", str(program), "127.0.0.1", str(unit.port)], env=env)
+    done = run(["mono", str(program), "127.0.0.1", str(unit.port)] + profile, env=env)
     assert done.returncode == 0, done.stdout + done.stderr
     assert "receipt 1 delivered: all 1 packet acknowledged" in done.stdout
+    assert (line in done.stderr) == (profile == []), done.stderr
     assert "cash drawer: closed" in done.stdout
     assert "CORNER CAFE" in unit.paper(1)

@@ -21,14 +21,38 @@
  *   *_create or *_from_* function and released by the matching *_free function, which accepts
  *   NULL. A handle may be used from several threads at once, but freed only when no call on it
  *   is still running.
+ * - The structs that cross the API (vanto_options, vanto_print_callbacks,
+ *   vanto_delivery_report) start with `size_t struct_size`. Start each from its _INIT macro,
+ *   which sets struct_size to the size this header gives and every other field to its default,
+ *   then set the fields you need. The library reads and writes only the fields that struct_size
+ *   covers, taking the others at their defaults, so a field added in a later version never
+ *   breaks a program built against this header. A struct_size of 0, smaller than the field
+ *   itself or larger than 4096 is refused with VANTO_ERROR_INVALID: such a struct was never
+ *   initialised.
+ *
+ * Two profiles
+ * A facade (vanto_t) is made in one of two profiles, and keeps it:
+ * - VANTO_PROFILE_RESILIENT, what vanto_create() makes: for tills that run for days. Every wait
+ *   has a time limit; whatever the unit or the network does (refuse, close, reset, answer with
+ *   something unrecognised, say nothing) is a status code, or an on_error and a delivery report,
+ *   never the end of the process; each facade has a printer queue of its own that sends at once,
+ *   prints a burst of receipts in order and can withdraw a waiting one (vanto_cancel); the
+ *   library's lines go to the log callback of vanto_options, never to standard output.
+ * - VANTO_PROFILE_CLASSIC, asked for with vanto_create_with(): the C++ library's classic Vanto(),
+ *   exactly, hazards included. Connects wait up to 200 seconds and reads have no time limit; a
+ *   unit that closes the connection while a receipt is being sent ends the process; one printer
+ *   queue serves the whole process and counts busy polls across receipts; lines go to standard
+ *   output (or to vanto_set_console's sink).
+ * Where a function behaves differently in the two, its comment says so; docs/c.md has the table.
  *
  * What stays fatal
  * Input that would reach one of the C++ library's fatal edges (a price line too long for the
  * paper, a feed outside 0...127, a barcode height outside 1...127 dots, a line whose printer
- * commands pass 1024 bytes, LED_PED) is refused here with VANTO_ERROR_INVALID. What the unit
- * does cannot be checked beforehand: when a unit closes the connection while the library waits
- * for its answer, a blocking call returns VANTO_ERROR_FATAL on the calling thread, but on the
- * library's own threads (while a receipt is being sent) the process ends. See docs/c.md.
+ * commands pass 1024 bytes, LED_PED) is refused here with VANTO_ERROR_INVALID, in either
+ * profile. What the unit does cannot be checked beforehand. In the resilient profile it never
+ * ends the process. In the classic profile, when a unit closes the connection while the library
+ * waits for its answer, a blocking call returns VANTO_ERROR_FATAL on the calling thread, but on
+ * the library's own threads (while a receipt is being sent) the process ends. See docs/c.md.
  */
 #ifndef VANTOCONNECT_VANTO_H
 #define VANTOCONNECT_VANTO_H
@@ -54,16 +78,21 @@ extern "C" {
  * Status codes and errors
  */
 
+/* Status values are fixed: each keeps its number and its meaning in every later version, none is
+ * ever renumbered or reused, and new ones are only appended. Treat a value you do not know as a
+ * failure. */
 typedef enum vanto_status {
     VANTO_OK = 0,
     /* Refused before it reached the library: a NULL argument, a value out of range, a line the
-     * printer bytes cannot carry, an image or receipt file that cannot be read as one. */
+     * printer bytes cannot carry, an image or receipt file that cannot be read as one, a struct
+     * whose struct_size was never set. */
     VANTO_ERROR_INVALID = 1,
-    /* The library's VantoError GENERIC: connecting to the unit or sending to it failed, or the
-     * cash drawer's status did not arrive. */
+    /* The library's VantoError GENERIC: the unit could not be reached, sending to it failed,
+     * it answered with something nobody understands, or the cash drawer's status did not
+     * arrive. */
     VANTO_ERROR_UNIT = 2,
-    /* The library's VantoError PRINTER_NOT_RESPONDING: the printer queue gave up on a receipt
-     * and it was not printed. */
+    /* The library's VantoError PRINTER_NOT_RESPONDING: the printer queue gave up waiting for the
+     * printer, and the receipt was not printed. */
     VANTO_ERROR_PRINTER_NOT_RESPONDING = 3,
     /* The receipt was sent, but the unit did not acknowledge every packet of it, or the end of
      * the job could not be sent: the paper may hold part of it. The report says what happened. */
@@ -73,13 +102,20 @@ typedef enum vanto_status {
     /* The emulated unit could not listen, or read or write its own files. (A receipt or image
      * file that cannot be read is VANTO_ERROR_INVALID.) */
     VANTO_ERROR_IO = 6,
-    /* One of the library's fatal edges was reached on the calling thread, for example a unit
-     * that closed the connection instead of answering. The call did not complete; the process
-     * goes on. */
+    /* Classic profile: one of the library's fatal edges was reached on the calling thread, for
+     * example a unit that closed the connection instead of answering. The call did not
+     * complete; the process goes on. */
     VANTO_ERROR_FATAL = 7,
     VANTO_ERROR_NO_MEMORY = 8,
     /* A fault of this library itself; please report it with vanto_last_error(). */
-    VANTO_ERROR_INTERNAL = 9
+    VANTO_ERROR_INTERNAL = 9,
+    /* Resilient profile: the unit closed or reset the connection, or said nothing within the
+     * read time limit, before its answer was in; vanto_last_error() says which. What was asked
+     * may have reached the unit: a receipt may be partly on paper. The next call starts afresh. */
+    VANTO_ERROR_CONNECTION_LOST = 10,
+    /* Resilient profile: the receipt was withdrawn before any of it was sent (vanto_cancel, or
+     * vanto_free while it waited), or the facade was freed while it was being sent. */
+    VANTO_ERROR_CANCELLED = 11
 } vanto_status;
 
 /* Why the most recent call on this thread failed, in one line; "" after a success. The text
@@ -256,42 +292,96 @@ VANTO_API vanto_status vanto_receipt_preview_text(const vanto_receipt_t* receipt
 /* ---------------------------------------------------------------------------------------------
  * Delivery report
  *
- * What became of each packet of one receipt. The four packet counts add up to packets_sent.
+ * What became of each packet of one receipt. The five packet counts add up to packets_sent.
  * Only all_acknowledged means that the whole receipt reached the printer; no answer of the unit
  * can tell whether the paper then jammed.
  */
 
 typedef struct vanto_delivery_report {
-    uint64_t receipt_id;          /* 1, 2, 3, ... for the process */
-    int64_t packets_sent;         /* data packets handed to the connection; 0 if dropped */
+    size_t struct_size;           /* set by VANTO_DELIVERY_REPORT_INIT; see "Conventions" */
+    uint64_t receipt_id;          /* 1, 2, 3, ... for the facade (classic: for the process) */
+    int64_t packets_sent;         /* data packets handed to the connection; 0 if none went */
     int64_t packets_acknowledged; /* packets the unit acknowledged */
     int64_t packets_refused;      /* never acknowledged; the printer said "not OK" */
     int64_t packets_unrecognised; /* never acknowledged; an answer nobody understands came */
+    int64_t packets_unanswered;   /* went out, and the connection closed or fell silent before
+                                     the answer: they may have printed (resilient only) */
     int64_t packets_not_sent;     /* no attempt got them to the unit */
     int32_t end_of_job_sent;      /* 1 when the end-of-job message reached a connection */
     int32_t all_acknowledged;     /* 1 when every packet was acknowledged and the end sent */
+    int32_t cancelled;            /* 1 when it was withdrawn before any of it was sent: nothing
+                                     of it is on paper (resilient only) */
 } vanto_delivery_report;
 
-/* One line for people, such as "the unit refused 5 of 12 packets; the receipt is incomplete".
- * Free *summary with vanto_string_free(). */
+#define VANTO_DELIVERY_REPORT_INIT \
+    { sizeof(vanto_delivery_report), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0 }
+
+/* One line for people, such as "the unit refused 5 of 12 packets; the receipt is incomplete" or
+ * "cancelled before it was sent; nothing was printed". Fields that report->struct_size does not
+ * cover count as 0. Free *summary with vanto_string_free(). */
 VANTO_API vanto_status vanto_delivery_report_summary(const vanto_delivery_report* report,
                                                      char** summary);
 
 /* ---------------------------------------------------------------------------------------------
  * The unit
  *
- * vanto_create() opens nothing: every request connects anew to the address and port set with
- * vanto_set_address() and vanto_set_port() (defaults: the unit's own address on its Wi-Fi
- * network, 8080). Blocking calls may hold the calling thread for minutes when the unit does not
- * answer (five attempts with a 200-second connect time-out; reads have no time limit): call
- * them off your user-interface thread.
+ * A facade opens nothing when it is made: every request connects anew to its address and port.
+ * Blocking calls hold the calling thread while the unit is asked: call them off your
+ * user-interface thread.
+ * - Resilient: each request waits at most the options' connect and read limits, a few times over
+ *   when it never reached the unit (such a request is tried up to five times), and the
+ *   connection is closed when the exchange ends.
+ * - Classic: a call may hold the thread for minutes when the unit does not answer (five
+ *   attempts with a 200-second connect time-out), or for ever (reads have no time limit).
  */
 
 typedef struct vanto vanto_t;
 
+#define VANTO_PROFILE_RESILIENT 0
+#define VANTO_PROFILE_CLASSIC 1
+
+/* How a facade is made. Start from VANTO_OPTIONS_INIT, which holds every default.
+ * The time limits and the log apply to the resilient profile; the classic one has no limits
+ * (they are checked, then ignored) and writes its lines to standard output or vanto_set_console's
+ * sink, so a log callback is refused with it. */
+typedef struct vanto_options {
+    size_t struct_size; /* set by VANTO_OPTIONS_INIT; see "Conventions" */
+    int32_t profile;    /* VANTO_PROFILE_RESILIENT (default) or VANTO_PROFILE_CLASSIC */
+    int32_t port;       /* 1...65535; default 8080 */
+    /* The unit's IPv4 address or host name, copied; NULL or "": the unit's own address on its
+     * Wi-Fi network. */
+    const char* address;
+    /* Each 1...86400000 ms. */
+    int64_t connect_timeout_ms; /* longest wait for a connection to open; default 3000 */
+    int64_t read_timeout_ms;    /* longest wait for an answer to a request; default 5000 */
+    /* A receipt is given up (PRINTER_NOT_RESPONDING) at its 31st poll that finds the printer
+     * busy or unreachable (polls come 2 s apart), or once it has waited this long for the
+     * printer, whichever comes first. Default 60000. */
+    int64_t wait_limit_ms;
+    /* The library's diagnostic lines ("Printer started", "no answer from ... within 5000 ms"),
+     * one call per line, without its newline, never two at once. It runs on the library's
+     * threads and on threads inside blocking calls: it must return quickly and must not call
+     * this API. NULL drops the lines. `log_user` is passed back as `user`; it must stay valid
+     * until vanto_free() of the facade has returned, after which no line comes. */
+    void (*log)(void* user, const char* line);
+    void* log_user;
+} vanto_options;
+
+#define VANTO_OPTIONS_INIT \
+    { sizeof(vanto_options), VANTO_PROFILE_RESILIENT, 8080, NULL, 3000, 5000, 60000, NULL, NULL }
+
+/* A facade in the resilient profile with the default options: vanto_create_with(NULL, vanto). */
 VANTO_API vanto_status vanto_create(vanto_t** vanto);
-/* Receipts already queued go on printing; the library keeps what it needs. */
+/* A facade as the options say; NULL options are the defaults (VANTO_OPTIONS_INIT). */
+VANTO_API vanto_status vanto_create_with(const vanto_options* options, vanto_t** vanto);
+/* Resilient: receipts still waiting are withdrawn, each with on_error (VANTO_ERROR_CANCELLED)
+ * and a report whose `cancelled` is 1, on this thread; one being sent is cut short at once and
+ * reported with VANTO_ERROR_CANCELLED and what its packets did. Nothing waits on the unit, and
+ * once this returns no callback and no log line of the facade comes again.
+ * Classic: receipts already queued go on printing; the library keeps what it needs. */
 VANTO_API void vanto_free(vanto_t* vanto);
+/* VANTO_PROFILE_RESILIENT or VANTO_PROFILE_CLASSIC. */
+VANTO_API vanto_status vanto_profile(const vanto_t* vanto, int* profile);
 
 VANTO_API vanto_status vanto_set_address(vanto_t* vanto, const char* address);
 /* Free *address with vanto_string_free(). */
@@ -299,17 +389,24 @@ VANTO_API vanto_status vanto_get_address(const vanto_t* vanto, char** address);
 /* 1...65535. */
 VANTO_API vanto_status vanto_set_port(vanto_t* vanto, int32_t port);
 VANTO_API vanto_status vanto_get_port(const vanto_t* vanto, int32_t* port);
-/* Always VANTO_CONNECTION_NOT_INITIALISED: the library never changes it. */
+/* Classic: always VANTO_CONNECTION_NOT_INITIALISED: the library never changes it.
+ * Resilient: what the last request found, not a link (none stays open): NOT_INITIALISED before
+ * the first, CONNECTED_WIFI when it got through to the unit, NOT_CONNECTED when it did not. */
 VANTO_API vanto_status vanto_connection_status(vanto_t* vanto, int64_t* status);
-/* Closes the current connection, if one is open. */
+/* Classic: closes the current connection, if one is open. Resilient: none stays open between
+ * requests, so there is nothing to close. */
 VANTO_API vanto_status vanto_disconnect(vanto_t* vanto);
 
-/* Blocks. VANTO_CASH_DRAWER_STATUS_OPENED or _CLOSED; VANTO_ERROR_UNIT when no status came. */
+/* Blocks. VANTO_CASH_DRAWER_STATUS_OPENED or _CLOSED. When no status came: VANTO_ERROR_UNIT
+ * (the unit cannot be reached, or gave no drawer answer); resilient, VANTO_ERROR_CONNECTION_LOST
+ * when the unit closed the connection or said nothing in time; classic, VANTO_ERROR_FATAL when
+ * it closed the connection. */
 VANTO_API vanto_status vanto_cash_drawer_status(vanto_t* vanto, int64_t* status);
-/* With validate non-zero, blocks to read the drawer and queues the open pulse only when it
- * reads closed; a failed read sends nothing. *pulse_sent is 1 when the pulse was handed to the
- * connection's queue. Nothing confirms that it reached the unit (it is dropped silently after
- * five failed attempts) or that the drawer moved: read the drawer's status to know. */
+/* With validate non-zero, blocks to read the drawer (failing as vanto_cash_drawer_status does)
+ * and queues the open pulse only when it reads closed; a failed read sends nothing.
+ * *pulse_sent is 1 when the pulse was handed to the connection's queue. Nothing confirms that
+ * it reached the unit (it is dropped after five failed attempts) or that the drawer moved: read
+ * the drawer's status to know. */
 VANTO_API vanto_status vanto_open_cash_drawer(vanto_t* vanto, int validate, int* pulse_sent);
 /* Sent without waiting; the unit does not confirm LED, light or USB requests. */
 VANTO_API vanto_status vanto_set_diagnostic_led(vanto_t* vanto, int64_t position, int64_t colour);
@@ -317,30 +414,41 @@ VANTO_API vanto_status vanto_set_cosmetic_led(vanto_t* vanto, int64_t colour);
 VANTO_API vanto_status vanto_enable_usb(vanto_t* vanto);
 VANTO_API vanto_status vanto_disable_usb(vanto_t* vanto);
 /* Blocks. *busy is 0 only when the printer reports itself ready; a printer that cannot be
- * asked counts as busy. */
+ * asked counts as busy. Classic: VANTO_ERROR_FATAL when the unit closed the connection instead
+ * of answering. */
 VANTO_API vanto_status vanto_printer_busy(vanto_t* vanto, int* busy);
 
-/* What a print reports, and where.
- * - on_started(user, address): the queue found the printer free and starts sending. Runs on the
- *   printer queue's timer thread (one for the whole process).
- * - on_completed(user, address): the connection's work queue got through the receipt's last
- *   message. It does NOT mean the unit took them: on_report says that. Runs on the connection's
- *   work queue thread.
- * - on_error(user, status, description): the queue gave up and the receipt was not printed
- *   (status VANTO_ERROR_PRINTER_NOT_RESPONDING). Runs on the timer thread.
+/* What a print reports, and where. Start from VANTO_PRINT_CALLBACKS_INIT; any pointer may be
+ * NULL. The library copies the struct: it need not outlive vanto_print(); only `user` must.
+ * - on_started(user, address): the printer was found free and sending begins.
+ * - on_completed(user, address): resilient, every packet was acknowledged and the end of the
+ *   job went out. Classic, only that the connection's work queue got through the receipt's last
+ *   message, NOT that the unit took them: on_report says that.
+ * - on_error(user, status, description): the receipt did not reach the printer whole.
+ *   VANTO_ERROR_PRINTER_NOT_RESPONDING: the queue gave up waiting for the printer and nothing
+ *   was sent. Resilient only: VANTO_ERROR_CONNECTION_LOST, an answer was lost while it was sent
+ *   (part of it may be on paper); VANTO_ERROR_UNIT, sending failed otherwise (the description
+ *   says how); VANTO_ERROR_CANCELLED, withdrawn by vanto_cancel() or vanto_free().
  * - on_report(user, report): the delivery report, right after on_completed or on_error, on the
- *   same thread. It is the last call for the receipt.
- * Any pointer may be NULL. Callbacks must return quickly, and must never wait: printing waits
- * while they run, so a callback that waits for printing (vanto_print_and_wait, a blocking call
- * to the unit, a wait for the emulated unit) waits for ever. From on_report, vanto_print() may
- * queue the next receipt, when this one was sent (report->packets_sent > 0); after a receipt the
- * queue gave up on, queue the next from a thread of your own a moment later (see "Printing many
- * receipts" in docs/cpp.md).
+ *   same thread. It is the last call for the receipt. The report is the library's, of the size
+ *   its struct_size gives, valid while the call runs.
+ * Threads. Resilient: the facade's own queue thread; for a cancelled receipt, the thread that
+ * called vanto_cancel() or vanto_free(), before that call returns. Classic: on_started, on_error
+ * and a given-up receipt's on_report on the printer queue's timer thread (one for the whole
+ * process), on_completed and its on_report on the connection's work queue thread.
+ * Callbacks must return quickly, and must never wait: printing waits while they run, so a
+ * callback that waits for printing (vanto_print_and_wait, a blocking call to the unit, a wait
+ * for the emulated unit) waits for ever. vanto_print() and vanto_cancel() may be called from
+ * them (classic: queue the next receipt from on_report only when this one was sent,
+ * report->packets_sent > 0; after a receipt the queue gave up on, queue the next from a thread
+ * of your own a moment later; see "Printing many receipts" in docs/cpp.md).
  * `user` must stay valid until the receipt's last call has returned: on_report when it is set,
- * otherwise on_completed or on_error. A unit that accepts a packet and never answers holds the
+ * otherwise on_completed or on_error. Resilient: that call always comes, at the latest before
+ * vanto_free() returns. Classic: a unit that accepts a packet and never answers holds the
  * library's read for ever: then no last call comes, and `user` must stay valid for the life of
  * the process. */
 typedef struct vanto_print_callbacks {
+    size_t struct_size; /* set by VANTO_PRINT_CALLBACKS_INIT; see "Conventions" */
     void* user;
     void (*on_started)(void* user, const char* address);
     void (*on_completed)(void* user, const char* address);
@@ -348,28 +456,49 @@ typedef struct vanto_print_callbacks {
     void (*on_report)(void* user, const vanto_delivery_report* report);
 } vanto_print_callbacks;
 
-/* Queues the receipt and returns at once; printing happens on the queue's own schedule (a poll
- * 0.1 s later, then every 2 s while receipts wait). callbacks may be NULL. *receipt_id (may be
- * NULL) receives the id the report will carry.
- *
- * Submit one receipt at a time: the next when the previous one has its report. The queue counts
- * unavailable polls across receipts, so a burst of receipts loses some, and can end the process
- * (see "Printing many receipts" in docs/cpp.md). */
+#define VANTO_PRINT_CALLBACKS_INIT \
+    { sizeof(vanto_print_callbacks), NULL, NULL, NULL, NULL, NULL }
+
+/* Queues the receipt and returns at once. callbacks may be NULL. *receipt_id (may be NULL)
+ * receives the id the report will carry.
+ * - Resilient: the receipt is composed now (lines added to it afterwards are not printed) and
+ *   goes to the facade's own queue. A receipt submitted to an idle queue is sent at once; the
+ *   others follow one at a time, in the order they were queued, each polling the printer every
+ *   2 s while it is busy. Polls count for their own receipt only, so a burst prints whole.
+ * - Classic: the queue keeps the receipt object itself until it composes it, so a line added in
+ *   between is printed. One queue serves the process: a poll 0.1 s later, then every 2 s while
+ *   receipts wait. It counts unavailable polls across receipts, so submit one receipt at a time
+ *   (the next when the previous one has its report): a burst loses some, and can end the process
+ *   (see "Printing many receipts" in docs/cpp.md). */
 VANTO_API vanto_status vanto_print(vanto_t* vanto, vanto_receipt_t* receipt,
                                    const vanto_print_callbacks* callbacks, uint64_t* receipt_id);
 
 /* vanto_print() and a wait for the receipt's report, at most timeout_ms milliseconds (a
- * negative value waits for ever). *report (may be NULL) is filled whenever the report came.
- * Returns VANTO_OK only when every packet was acknowledged; VANTO_ERROR_NOT_DELIVERED when the
- * receipt went out but not whole; VANTO_ERROR_PRINTER_NOT_RESPONDING when the queue gave up on
- * it; VANTO_ERROR_TIMEOUT when no report came in time (the receipt may still print later). */
+ * negative value waits for ever). *report (may be NULL; start it from
+ * VANTO_DELIVERY_REPORT_INIT) is filled whenever the report came. Returns VANTO_OK only when
+ * every packet was acknowledged; VANTO_ERROR_NOT_DELIVERED when the receipt went out but not
+ * whole; VANTO_ERROR_PRINTER_NOT_RESPONDING when the queue gave up waiting for the printer;
+ * resilient, VANTO_ERROR_CONNECTION_LOST when an answer was lost while it was sent (part of it
+ * may be on paper) and VANTO_ERROR_CANCELLED when another thread withdrew it;
+ * VANTO_ERROR_TIMEOUT when no report came in time (the receipt may still print later). */
 VANTO_API vanto_status vanto_print_and_wait(vanto_t* vanto, vanto_receipt_t* receipt,
                                             int64_t timeout_ms, vanto_delivery_report* report);
 
-/* The library's diagnostic lines ("Printer started", ...) go to standard output unless a sink
- * is set: then each line (without its newline) goes to sink(user, line), one at a time, from
- * whichever thread wrote it, under the library's console lock: the sink must not call this API.
- * NULL restores standard output. */
+/* Resilient: withdraws a receipt that is still waiting to be sent (its printer may be busy).
+ * *cancelled is 1 when it was withdrawn: its on_error (VANTO_ERROR_CANCELLED) and its report
+ * (cancelled = 1) have run on this thread by the time this returns, and nothing of it is on
+ * paper. 0 when it is no longer waiting (being sent, done, or never queued here).
+ * Classic: always 0; the classic queue cannot withdraw a receipt. */
+VANTO_API vanto_status vanto_cancel(vanto_t* vanto, uint64_t receipt_id, int* cancelled);
+/* Receipts queued and not yet being sent: the facade's own (classic: those of the whole
+ * process). */
+VANTO_API vanto_status vanto_waiting_receipts(vanto_t* vanto, size_t* waiting);
+
+/* Classic profile: the library's diagnostic lines ("Printer started", ...) go to standard output
+ * unless a sink is set: then each line (without its newline) goes to sink(user, line), one at a
+ * time, from whichever thread wrote it, under the library's console lock: the sink must not
+ * call this API. NULL restores standard output. It is one setting for the whole process. A
+ * resilient facade's lines never come here: they go to its vanto_options log. */
 VANTO_API vanto_status vanto_set_console(void (*sink)(void* user, const char* line), void* user);
 
 /* ---------------------------------------------------------------------------------------------
@@ -384,8 +513,10 @@ typedef struct vanto_emulator vanto_emulator_t;
 
 /* Printer states and reply modes of the emulated unit. */
 #define VANTO_EMULATOR_PRINTER_READY 0
-#define VANTO_EMULATOR_PRINTER_NOT_READY 1 /* status polls answer "not ready"; data still prints */
-#define VANTO_EMULATOR_PRINTER_ERROR 2     /* "not ready" with the error flag; data is refused */
+#define VANTO_EMULATOR_PRINTER_NOT_READY                                                     \
+    1                                  /* status polls answer "not ready"; data still prints \
+                                        */
+#define VANTO_EMULATOR_PRINTER_ERROR 2 /* "not ready" with the error flag; data is refused */
 #define VANTO_EMULATOR_REPLY_NORMAL 0
 #define VANTO_EMULATOR_REPLY_SILENT 1       /* reads everything, answers nothing */
 #define VANTO_EMULATOR_REPLY_UNRECOGNISED 2 /* answers with a frame nobody understands */
@@ -405,8 +536,7 @@ VANTO_API void vanto_emulator_free(vanto_emulator_t* emulator);
 VANTO_API vanto_status vanto_emulator_port(const vanto_emulator_t* emulator, int32_t* port);
 
 /* Faults, all off by default, changeable while the unit runs. */
-VANTO_API vanto_status vanto_emulator_set_printer_state(vanto_emulator_t* emulator,
-                                                        int32_t state);
+VANTO_API vanto_status vanto_emulator_set_printer_state(vanto_emulator_t* emulator, int32_t state);
 /* The next `polls` status polls answer "not ready". */
 VANTO_API vanto_status vanto_emulator_set_printer_not_ready_polls(vanto_emulator_t* emulator,
                                                                   int32_t polls);
@@ -417,8 +547,7 @@ VANTO_API vanto_status vanto_emulator_set_reply_mode(vanto_emulator_t* emulator,
 /* The next `replies` replies carry a wrong check value. */
 VANTO_API vanto_status vanto_emulator_corrupt_next_replies(vanto_emulator_t* emulator,
                                                            int32_t replies);
-VANTO_API vanto_status vanto_emulator_set_reply_delay(vanto_emulator_t* emulator,
-                                                      int64_t delay_ms);
+VANTO_API vanto_status vanto_emulator_set_reply_delay(vanto_emulator_t* emulator, int64_t delay_ms);
 /* Non-zero: every connection is closed as soon as it is accepted. */
 VANTO_API vanto_status vanto_emulator_set_refuse_connections(vanto_emulator_t* emulator,
                                                              int refuse);

@@ -3,10 +3,13 @@
 // bytes are the C++ library's own, and what it reports about the unit is what the unit saw.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -15,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/vantoconnect/devices/DeviceTestSupport.hpp"
 #include "vantoconnect/ReceiptComposer.hpp"
 #include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/VantoReceipt.hpp"
@@ -76,6 +80,13 @@ std::vector<std::uint8_t> composeCpp(const vantoconnect::VantoReceipt& receipt) 
 // An emulated unit on a free loopback port and a facade aimed at it, both through the C API.
 class UnitTest : public ::testing::Test {
   protected:
+    // The cases written before the resilient profile rely on the classic one.
+    virtual vanto_options facadeOptions(int32_t /*port*/) {
+        vanto_options options = VANTO_OPTIONS_INIT;
+        options.profile = VANTO_PROFILE_CLASSIC;
+        return options;
+    }
+
     void SetUp() override {
         vanto_emulator_t* emulator = nullptr;
         ASSERT_EQ(vanto_emulator_create("127.0.0.1", 0, nullptr, &emulator), VANTO_OK);
@@ -84,7 +95,8 @@ class UnitTest : public ::testing::Test {
         int32_t port = 0;
         ASSERT_EQ(vanto_emulator_port(emulator, &port), VANTO_OK);
         vanto_t* made = nullptr;
-        ASSERT_EQ(vanto_create(&made), VANTO_OK);
+        const vanto_options options = facadeOptions(port);
+        ASSERT_EQ(vanto_create_with(&options, &made), VANTO_OK) << lastError();
         vanto.reset(made);
         ASSERT_EQ(vanto_set_address(made, "127.0.0.1"), VANTO_OK);
         ASSERT_EQ(vanto_set_port(made, port), VANTO_OK);
@@ -365,7 +377,7 @@ struct Heard {
     std::mutex mutex;
     std::vector<std::string> calls;
     std::vector<std::thread::id> threads;
-    vanto_delivery_report report{};
+    vanto_delivery_report report = VANTO_DELIVERY_REPORT_INIT;
     std::atomic<bool> done{false};
 
     void add(std::string call) {
@@ -375,7 +387,7 @@ struct Heard {
     }
     static Heard& of(void* user) { return *static_cast<Heard*>(user); }
     static vanto_print_callbacks callbacks(Heard& heard) {
-        vanto_print_callbacks c{};
+        vanto_print_callbacks c = VANTO_PRINT_CALLBACKS_INIT;
         c.user = &heard;
         c.on_started = [](void* user, const char* address) {
             of(user).add(std::string("started ") + address);
@@ -432,7 +444,7 @@ TEST_F(UnitTest, PrintsAndReportsOnTheLibrarysThreads) {
 TEST_F(UnitTest, PrintAndWaitCallsAReceiptDeliveredOnlyWhenEveryPacketWasAcknowledged) {
     auto receipt = newReceipt();
     ASSERT_EQ(vanto_receipt_add_price(receipt.get(), "Tea", 0, "1.10", 0), VANTO_OK);
-    vanto_delivery_report report{};
+    vanto_delivery_report report = VANTO_DELIVERY_REPORT_INIT;
     ASSERT_EQ(vanto_print_and_wait(vanto.get(), receipt.get(), 60000, &report), VANTO_OK)
         << lastError();
     EXPECT_EQ(report.all_acknowledged, 1);
@@ -457,7 +469,7 @@ TEST_F(UnitTest, AWaitThatRunsOutSaysSoAndLosesNothing) {
               VANTO_OK);
     auto receipt = newReceipt();
     ASSERT_EQ(vanto_receipt_add_text(receipt.get(), "printed later", 0, 0, 0), VANTO_OK);
-    vanto_delivery_report report{};
+    vanto_delivery_report report = VANTO_DELIVERY_REPORT_INIT;
     report.receipt_id = 77;
     EXPECT_EQ(vanto_print_and_wait(vanto.get(), receipt.get(), 300, &report), VANTO_ERROR_TIMEOUT);
     EXPECT_NE(lastError().find("it may still be printed later"), std::string::npos) << lastError();
@@ -526,6 +538,349 @@ TEST_F(UnitTest, ConsoleLinesGoWhereTheCallerSays) {
     std::lock_guard lock(mutex);
     EXPECT_NE(std::find(lines.begin(), lines.end(), "Printer started"), lines.end());
     EXPECT_NE(std::find(lines.begin(), lines.end(), "Printer completed."), lines.end());
+}
+
+// ---------------------------------------------------------------------------------------------
+// The resilient profile, what vanto_create() makes: whatever the unit does is a status, never the
+// end of the process; waiting receipts can be withdrawn; lines go to the caller's log alone.
+
+// The lines a facade's log heard, from whichever thread.
+struct Lines {
+    std::mutex mutex;
+    std::vector<std::string> lines;
+
+    static void add(void* user, const char* line) {
+        auto& self = *static_cast<Lines*>(user);
+        std::lock_guard lock(self.mutex);
+        self.lines.emplace_back(line);
+    }
+    bool has(const std::string& wanted) {
+        std::lock_guard lock(mutex);
+        return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+            return line.find(wanted) != std::string::npos;
+        });
+    }
+};
+
+// What the process writes to standard output while `body` runs.
+template <typename Body>
+std::string standardOutputOf(Body&& body) {
+    std::FILE* capture = std::tmpfile();
+    const int saved = dup(STDOUT_FILENO);
+    dup2(fileno(capture), STDOUT_FILENO);
+    body();
+    std::fflush(stdout);
+    dup2(saved, STDOUT_FILENO);
+    close(saved);
+    std::rewind(capture);
+    std::string written;
+    for (int c = std::fgetc(capture); c != EOF; c = std::fgetc(capture)) {
+        written += static_cast<char>(c);
+    }
+    std::fclose(capture);
+    return written;
+}
+
+vanto_options resilientOptions(int32_t port, Lines* lines) {
+    vanto_options options = VANTO_OPTIONS_INIT;
+    options.address = "127.0.0.1";
+    options.port = port;
+    options.connect_timeout_ms = 500;
+    options.read_timeout_ms = 300;
+    options.wait_limit_ms = 1000;
+    options.log = lines != nullptr ? Lines::add : nullptr;
+    options.log_user = lines;
+    return options;
+}
+
+class ResilientUnitTest : public UnitTest {
+  protected:
+    vanto_options facadeOptions(int32_t port) override { return resilientOptions(port, &lines); }
+    // The base's facade would outlive the lines it writes to.
+    void TearDown() override { vanto.reset(); }
+
+    Lines lines;
+};
+
+// Each thing a unit can do wrong gives the call a status that says it, and once the unit behaves
+// again the next call goes through on the same facade.
+TEST_F(ResilientUnitTest, AMisbehavingUnitGivesAStatusAndTheNextCallGoesOn) {
+    vanto_t* v = vanto.get();
+    vanto_emulator_t* e = unit.get();
+    auto receipt = newReceipt();
+    ASSERT_EQ(vanto_receipt_add_text(receipt.get(), "x", 0, 0, 0), VANTO_OK);
+    const struct {
+        const char* name;
+        std::function<void()> fault;
+        vanto_status drawer;
+        int busy;
+        vanto_status printed;
+    } cases[] = {
+        {"closing every connection", [&] { vanto_emulator_set_refuse_connections(e, 1); },
+         VANTO_ERROR_CONNECTION_LOST, 1, VANTO_ERROR_PRINTER_NOT_RESPONDING},
+        {"silent", [&] { vanto_emulator_set_reply_mode(e, VANTO_EMULATOR_REPLY_SILENT); },
+         VANTO_ERROR_CONNECTION_LOST, 1, VANTO_ERROR_PRINTER_NOT_RESPONDING},
+        {"unrecognised",
+         [&] { vanto_emulator_set_reply_mode(e, VANTO_EMULATOR_REPLY_UNRECOGNISED); },
+         VANTO_ERROR_UNIT, 1, VANTO_ERROR_PRINTER_NOT_RESPONDING},
+        {"refusing print data", [&] { vanto_emulator_set_printer_error(e, 5); }, VANTO_OK, 0,
+         VANTO_ERROR_NOT_DELIVERED},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        c.fault();
+        int64_t drawer = -1;
+        EXPECT_EQ(vanto_cash_drawer_status(v, &drawer), c.drawer) << lastError();
+        int busy = -1;
+        EXPECT_EQ(vanto_printer_busy(v, &busy), VANTO_OK);
+        EXPECT_EQ(busy, c.busy);
+        vanto_delivery_report report = VANTO_DELIVERY_REPORT_INIT;
+        EXPECT_EQ(vanto_print_and_wait(v, receipt.get(), 30000, &report), c.printed) << lastError();
+        EXPECT_EQ(report.all_acknowledged, 0);
+
+        vanto_emulator_set_refuse_connections(e, 0);
+        vanto_emulator_set_reply_mode(e, VANTO_EMULATOR_REPLY_NORMAL);
+        vanto_emulator_set_printer_error(e, 0);
+        EXPECT_EQ(vanto_cash_drawer_status(v, &drawer), VANTO_OK) << lastError();
+        EXPECT_EQ(vanto_printer_busy(v, &busy), VANTO_OK);
+        EXPECT_EQ(busy, 0);
+    }
+    // One receipt at the end: the emulated unit draws each, which is slow under the race checker.
+    EXPECT_EQ(vanto_print_and_wait(v, receipt.get(), 60000, nullptr), VANTO_OK) << lastError();
+    EXPECT_TRUE(lines.has("no answer from 127.0.0.1:"));
+
+    // Nothing listens: the unit cannot be reached, which is not a lost connection.
+    ASSERT_EQ(vanto_set_port(v, 1), VANTO_OK);
+    int64_t drawer = -1;
+    EXPECT_EQ(vanto_cash_drawer_status(v, &drawer), VANTO_ERROR_UNIT) << lastError();
+}
+
+// A unit that takes a packet and hangs up before answering: the receipt may be partly on paper,
+// and the status and the report say so rather than calling it refused or not sent.
+TEST(CApiResilient, AnAnswerLostWhileSendingIsALostConnectionAndCountedUnanswered) {
+    using vantoconnect::testing::FakeUnit;
+    FakeUnit fake;
+    fake.script(FakeUnit::Reply::bytes(vantoconnect::testing::PRINTER_READY));
+    fake.script(FakeUnit::Reply::close());
+    vanto_t* made = nullptr;
+    const vanto_options options = resilientOptions(fake.port(), nullptr);
+    ASSERT_EQ(vanto_create_with(&options, &made), VANTO_OK) << lastError();
+    Owned<vanto_t> facade(made);
+    auto receipt = newReceipt();
+    ASSERT_EQ(vanto_receipt_add_text(receipt.get(), "x", 0, 0, 0), VANTO_OK);
+    vanto_delivery_report report = VANTO_DELIVERY_REPORT_INIT;
+    EXPECT_EQ(vanto_print_and_wait(made, receipt.get(), 30000, &report),
+              VANTO_ERROR_CONNECTION_LOST);
+    EXPECT_NE(lastError().find("went out but no answer came"), std::string::npos) << lastError();
+    EXPECT_EQ(report.packets_unanswered, 1);
+    EXPECT_EQ(report.packets_sent, 1);
+    EXPECT_EQ(report.cancelled, 0);
+}
+
+TEST_F(ResilientUnitTest, WaitingReceiptsCanBeCancelledAndHearSoBeforeTheCallReturns) {
+    vanto_t* v = vanto.get();
+    ASSERT_EQ(vanto_emulator_set_printer_state(unit.get(), VANTO_EMULATOR_PRINTER_NOT_READY),
+              VANTO_OK);
+    auto receipt = newReceipt();
+    ASSERT_EQ(vanto_receipt_add_text(receipt.get(), "never printed", 0, 0, 0), VANTO_OK);
+    Heard head;
+    Heard second;
+    uint64_t headId = 0;
+    uint64_t secondId = 0;
+    const vanto_print_callbacks headCalls = Heard::callbacks(head);
+    const vanto_print_callbacks secondCalls = Heard::callbacks(second);
+    ASSERT_EQ(vanto_print(v, receipt.get(), &headCalls, &headId), VANTO_OK) << lastError();
+    ASSERT_EQ(vanto_print(v, receipt.get(), &secondCalls, &secondId), VANTO_OK) << lastError();
+    size_t waiting = 0;
+    ASSERT_EQ(vanto_waiting_receipts(v, &waiting), VANTO_OK);
+    EXPECT_EQ(waiting, 2u);
+
+    int cancelled = -1;
+    ASSERT_EQ(vanto_cancel(v, secondId, &cancelled), VANTO_OK);
+    EXPECT_EQ(cancelled, 1);
+    EXPECT_EQ(second.calls, (std::vector<std::string>{
+                                "error VANTO_ERROR_CANCELLED CANCELLED(message: \"cancelled "
+                                "before it was sent\")",
+                                "report"}));
+    EXPECT_EQ(second.threads, std::vector<std::thread::id>(2, std::this_thread::get_id()));
+    EXPECT_EQ(second.report.cancelled, 1);
+    EXPECT_EQ(second.report.receipt_id, secondId);
+    ASSERT_EQ(vanto_cancel(v, secondId, &cancelled), VANTO_OK);
+    EXPECT_EQ(cancelled, 0) << "it is no longer waiting";
+
+    // A receipt someone waits for, withdrawn from another thread.
+    vanto_status waited = VANTO_OK;
+    vanto_delivery_report report = VANTO_DELIVERY_REPORT_INIT;
+    std::thread waiter([&] { waited = vanto_print_and_wait(v, receipt.get(), 30000, &report); });
+    EXPECT_TRUE(eventually(
+        [&] { return vanto_waiting_receipts(v, &waiting) == VANTO_OK && waiting == 2; }));
+    ASSERT_EQ(vanto_cancel(v, secondId + 1, &cancelled), VANTO_OK);
+    waiter.join();
+    EXPECT_EQ(waited, VANTO_ERROR_CANCELLED);
+    EXPECT_EQ(report.cancelled, 1);
+
+    // Freeing the facade withdraws the rest, and their last calls come before it returns.
+    vanto.reset();
+    EXPECT_TRUE(head.done);
+    EXPECT_EQ(head.report.cancelled, 1);
+    int64_t printed = -1;
+    ASSERT_EQ(vanto_emulator_receipt_count(unit.get(), &printed), VANTO_OK);
+    EXPECT_EQ(printed, 0);
+
+    // The classic queue cannot withdraw anything.
+    vanto_options classic = VANTO_OPTIONS_INIT;
+    classic.profile = VANTO_PROFILE_CLASSIC;
+    vanto_t* made = nullptr;
+    ASSERT_EQ(vanto_create_with(&classic, &made), VANTO_OK);
+    Owned<vanto_t> old(made);
+    ASSERT_EQ(vanto_cancel(made, 1, &cancelled), VANTO_OK);
+    EXPECT_EQ(cancelled, 0);
+}
+
+// The library's lines reach the caller's log, and not one byte reaches standard output: a
+// till's own output stays its own.
+TEST_F(ResilientUnitTest, LinesGoToTheLogAndNoneToStandardOutput) {
+    vanto.reset();
+    Heard heard;
+    const std::string written = standardOutputOf([&] {
+        vanto_t* made = nullptr;
+        int32_t port = 0;
+        ASSERT_EQ(vanto_emulator_port(unit.get(), &port), VANTO_OK);
+        const vanto_options options = resilientOptions(port, &lines);
+        ASSERT_EQ(vanto_create_with(&options, &made), VANTO_OK);
+        Owned<vanto_t> facade(made);
+        auto receipt = newReceipt();
+        ASSERT_EQ(vanto_receipt_add_text(receipt.get(), "x", 0, 0, 0), VANTO_OK);
+        const vanto_print_callbacks callbacks = Heard::callbacks(heard);
+        ASSERT_EQ(vanto_print(made, receipt.get(), &callbacks, nullptr), VANTO_OK);
+        eventually([&] { return heard.done.load(); }, 30s);
+        vanto_emulator_set_reply_mode(unit.get(), VANTO_EMULATOR_REPLY_SILENT);
+        int64_t drawer = -1;
+        vanto_cash_drawer_status(made, &drawer);
+    });
+    EXPECT_EQ(written, "");
+    EXPECT_EQ(heard.calls,
+              (std::vector<std::string>{"started 127.0.0.1", "completed 127.0.0.1", "report"}));
+    EXPECT_EQ(heard.report.struct_size, sizeof(vanto_delivery_report));
+    EXPECT_TRUE(lines.has("Printer started"));
+    EXPECT_TRUE(lines.has("Printer completed."));
+    EXPECT_TRUE(lines.has("no answer from 127.0.0.1:")) << "a blocking call's lines too";
+}
+
+// ---------------------------------------------------------------------------------------------
+// The structs' size field: a caller built against an older vanto.h passes smaller structs.
+
+// The library reads and writes only what an older caller's structs hold (past their size lies
+// garbage that would be refused, or crash, if it were touched), and tells a newer caller how far
+// it filled a report.
+TEST_F(ResilientUnitTest, AnOlderCallersStructsAreUsedOnlyAsFarAsTheirSizeReaches) {
+    vanto_options older;
+    std::memset(&older, 0xAB, sizeof older);
+    older.struct_size = offsetof(vanto_options, address);
+    older.profile = VANTO_PROFILE_CLASSIC;
+    older.port = 4242;
+    vanto_t* made = nullptr;
+    ASSERT_EQ(vanto_create_with(&older, &made), VANTO_OK) << lastError();
+    Owned<vanto_t> classic(made);
+    int profile = -1;
+    int32_t port = 0;
+    ASSERT_EQ(vanto_profile(made, &profile), VANTO_OK);
+    ASSERT_EQ(vanto_get_port(made, &port), VANTO_OK);
+    EXPECT_EQ(profile, VANTO_PROFILE_CLASSIC);
+    EXPECT_EQ(port, 4242);
+
+    // Receipts given up for a printer in error: reports without drawing a receipt, which is slow
+    // under the race checker.
+    ASSERT_EQ(vanto_emulator_set_printer_state(unit.get(), VANTO_EMULATOR_PRINTER_ERROR), VANTO_OK);
+    auto receipt = newReceipt();
+    ASSERT_EQ(vanto_receipt_add_text(receipt.get(), "x", 0, 0, 0), VANTO_OK);
+    Heard heard;
+    vanto_print_callbacks callbacks = Heard::callbacks(heard);
+    std::memset(&callbacks.on_report, 0xAB, sizeof callbacks.on_report);
+    callbacks.struct_size = offsetof(vanto_print_callbacks, on_report);
+    ASSERT_EQ(vanto_print(vanto.get(), receipt.get(), &callbacks, nullptr), VANTO_OK);
+
+    // The queue goes in order: this report comes after the receipt above would have had its own.
+    vanto_delivery_report report;
+    std::memset(&report, 0x5A, sizeof report);
+    report.struct_size = offsetof(vanto_delivery_report, packets_unanswered);
+    ASSERT_EQ(vanto_print_and_wait(vanto.get(), receipt.get(), 30000, &report),
+              VANTO_ERROR_PRINTER_NOT_RESPONDING)
+        << lastError();
+    ASSERT_EQ(heard.calls.size(), 1u);
+    EXPECT_EQ(heard.calls[0].rfind("error VANTO_ERROR_PRINTER_NOT_RESPONDING", 0), 0u);
+    EXPECT_EQ(report.receipt_id, 2u);
+    EXPECT_EQ(report.packets_sent, 0);
+    EXPECT_EQ(report.packets_unanswered, 0x5A5A5A5A5A5A5A5A);
+    EXPECT_EQ(report.cancelled, 0x5A5A5A5A);
+    EXPECT_EQ(report.struct_size, offsetof(vanto_delivery_report, packets_unanswered));
+
+    struct {
+        vanto_delivery_report report = VANTO_DELIVERY_REPORT_INIT;
+        int64_t later = 7;
+    } newer;
+    newer.report.struct_size = sizeof newer;
+    newer.report.cancelled = 9;
+    ASSERT_EQ(vanto_print_and_wait(vanto.get(), receipt.get(), 30000, &newer.report),
+              VANTO_ERROR_PRINTER_NOT_RESPONDING);
+    EXPECT_EQ(newer.report.struct_size, sizeof(vanto_delivery_report)) << "filled this far";
+    EXPECT_EQ(newer.report.cancelled, 0);
+    EXPECT_EQ(newer.later, 7);
+}
+
+// A struct nobody initialised, or options that cannot be meant, are refused before anything is
+// made or queued.
+TEST_F(ResilientUnitTest, UninitialisedStructsAndOptionsThatCannotBeMeantAreRefused) {
+    const auto with = [](auto change) {
+        vanto_options options = VANTO_OPTIONS_INIT;
+        change(options);
+        return options;
+    };
+    const struct {
+        vanto_options options;
+        const char* names;
+    } refused[] = {
+        {with([](auto& o) { o.struct_size = 0; }),
+         "options->struct_size is 0: start the struct from its _INIT macro"},
+        {with([](auto& o) { o.struct_size = 5000; }), "options->struct_size is 5000"},
+        {with([](auto& o) { o.profile = 7; }), "options->profile must be"},
+        {with([](auto& o) { o.read_timeout_ms = 0; }), "options->read_timeout_ms must lie in"},
+        {with([](auto& o) {
+             o.profile = VANTO_PROFILE_CLASSIC;
+             o.log = Lines::add;
+         }),
+         "options->log is for the resilient profile"},
+    };
+    for (const auto& c : refused) {
+        vanto_t* made = nullptr;
+        EXPECT_EQ(vanto_create_with(&c.options, &made), VANTO_ERROR_INVALID);
+        EXPECT_NE(lastError().find(c.names), std::string::npos) << lastError();
+        EXPECT_EQ(made, nullptr);
+    }
+
+    // A receipt that could not report is not queued: the printer holds anything queued.
+    ASSERT_EQ(vanto_emulator_set_printer_state(unit.get(), VANTO_EMULATOR_PRINTER_NOT_READY),
+              VANTO_OK);
+    auto receipt = newReceipt();
+    vanto_print_callbacks callbacks = VANTO_PRINT_CALLBACKS_INIT;
+    callbacks.struct_size = 0;
+    EXPECT_EQ(vanto_print(vanto.get(), receipt.get(), &callbacks, nullptr), VANTO_ERROR_INVALID);
+    EXPECT_NE(lastError().find("callbacks->struct_size is 0"), std::string::npos) << lastError();
+    vanto_delivery_report report = VANTO_DELIVERY_REPORT_INIT;
+    report.struct_size = 3;
+    EXPECT_EQ(vanto_print_and_wait(vanto.get(), receipt.get(), 1000, &report), VANTO_ERROR_INVALID);
+    size_t waiting = 9;
+    ASSERT_EQ(vanto_waiting_receipts(vanto.get(), &waiting), VANTO_OK);
+    EXPECT_EQ(waiting, 0u);
+    char* summary = nullptr;
+    EXPECT_EQ(vanto_delivery_report_summary(&report, &summary), VANTO_ERROR_INVALID);
+
+    vanto_t* made = nullptr;
+    int profile = -1;
+    ASSERT_EQ(vanto_create(&made), VANTO_OK);
+    Owned<vanto_t> byDefault(made);
+    ASSERT_EQ(vanto_profile(made, &profile), VANTO_OK);
+    EXPECT_EQ(profile, VANTO_PROFILE_RESILIENT);
 }
 
 }  // namespace
