@@ -1,8 +1,9 @@
 #pragma once
 
 // A printer callback and delivery listener that records every call as "kind detail" ("started
-// 127.0.0.1", "error PRINTER_NOT_RESPONDING", "report 2/0/0/0 of 2, end sent, all acknowledged") in arrival
-// order, from whichever thread it comes, so a test compares the whole story in one assertion.
+// 127.0.0.1", "error PRINTER_NOT_RESPONDING", "report 2/0/0/0 of 2, end sent, all acknowledged") in
+// arrival order, from whichever thread it comes, so a test compares the whole story in one
+// assertion.
 
 #include <chrono>
 #include <condition_variable>

@@ -11,7 +11,8 @@
 #include <vector>
 
 #include "tests/support/FatalMessage.hpp"
-#include "tests/vantoconnect/devices/DeviceTestSupport.hpp"
+#include "tests/support/Managers.hpp"
+#include "tests/support/UnitFrames.hpp"
 #include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/VantoConfigurationController.hpp"
 #include "vantoconnect/VantoError.hpp"
@@ -80,7 +81,7 @@ class DevicesTest : public ::testing::Test {
   protected:
     FakeUnit unit;
     // One manager, so that the writes of both controllers reach the unit in submission order.
-    std::shared_ptr<QuickConnectionManager> manager = managerFor(unit.port());
+    std::shared_ptr<PausingManager> manager = managerFor(unit.port());
     VantoLedController leds{manager};
     VantoConfigurationController configuration{manager};
     Vanto vanto;  // on a manager of its own
