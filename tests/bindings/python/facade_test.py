@@ -43,24 +43,18 @@ def test_leds_and_usb_power_reach_the_unit(unit: vc.Emulator, vanto: vc.Vanto) -
     assert eventually(lambda: not unit.usb_power)
 
 
-@pytest.mark.parametrize(
-    "position, colour, reason",
-    [
-        (vc.DiagnosticLed.PED, vc.LedColor.GREEN, "0x80 or more"),
-        (5, vc.LedColor.RED, "LED position"),
-        (vc.DiagnosticLed.PRINTER, 4, "LED colour"),
-    ],
-)
-def test_led_requests_the_library_cannot_carry_are_refused(
-    vanto: vc.Vanto, position: int, colour: int, reason: str
+def test_refusals_are_value_errors_and_a_port_in_use_is_an_os_error(
+    unit: vc.Emulator, vanto: vc.Vanto
 ) -> None:
     # Sent to the library, PED's request would stop this process.
-    with pytest.raises(ValueError, match=reason):
-        vanto.set_diagnostic_led(position, colour)  # type: ignore[arg-type]
-    with pytest.raises(ValueError, match="cosmetic colour"):
-        vanto.set_cosmetic_led(8)  # type: ignore[arg-type]
-    with pytest.raises(ValueError, match="1...65535"):
-        vanto.port = 0
+    with pytest.raises(ValueError, match="0x80 or more"):
+        vanto.set_diagnostic_led(vc.DiagnosticLed.PED, vc.LedColor.GREEN)
+    with pytest.raises(ValueError, match="printer_error must lie in"):
+        unit.printer_error = -1
+    with pytest.raises(ValueError, match="unknown reply mode"):
+        vc.Emulator(reply="loud")
+    with pytest.raises(OSError, match="cannot listen on"):
+        vc.Emulator(port=unit.port).start()
 
 
 def test_printer_busy_follows_the_printers_state(unit: vc.Emulator, vanto: vc.Vanto) -> None:
