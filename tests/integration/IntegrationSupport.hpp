@@ -4,10 +4,8 @@
 // port of its own, with the printer queue quick and at rest (QuickPrinterQueue).
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,6 +16,7 @@
 #include "tests/support/QuickPrinterQueue.hpp"
 #include "tests/support/Receipts.hpp"
 #include "tests/support/RecordingCallback.hpp"
+#include "tests/support/ScratchDir.hpp"
 #include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
 
@@ -38,7 +37,7 @@ class UnitTest : public ::testing::Test {
         // The drawer stays open until a test closes it.
         unit = std::make_unique<vantoemu::EmulatedUnit>(
             vantoemu::UnitOptions{.port = 0,
-                                  .outDir = dir.string(),
+                                  .outDir = dir.path.string(),
                                   .drawerCloseAfter = 0ms,
                                   .renderReceipts = drawsPaper(),
                                   .faults = {}});
@@ -51,15 +50,12 @@ class UnitTest : public ::testing::Test {
         manager.reset();
         vanto.reset();  // lets queued writes finish while the unit still listens
         unit.reset();
-        std::error_code ignored;
-        std::filesystem::remove_all(dir, ignored);
     }
 
     std::size_t events(const std::string& kind) const { return unit->eventCount(kind); }
 
     ConsoleCapture console;
-    const std::filesystem::path dir = std::filesystem::temp_directory_path() /
-                                      ("vanto-integration-" + std::to_string(::getpid()));
+    const ScratchDir dir;
     std::unique_ptr<vantoemu::EmulatedUnit> unit;
     std::unique_ptr<Vanto> vanto = std::make_unique<Vanto>();
     std::shared_ptr<GenericConnectionManager> manager =

@@ -3,41 +3,32 @@
 // that port; a trailing "# exit N" says which exit code the command is shown to give. Commands
 // that set up a machine (make, cmake, apt-get, ...) are left out and listed.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "emulator/EmulatedUnit.hpp"
+#include "tests/support/ProgramRun.hpp"
+#include "tests/support/ScratchDir.hpp"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
+using vantoconnect::testing::runProgram;
+using vantoconnect::testing::slurp;
 
 struct Command {
     std::string text;  // as the README shows it
     std::vector<std::string> words;
     int expectedExit = 0;
 };
-
-std::string slurp(const fs::path& path) {
-    std::ifstream in(path);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
 
 std::vector<std::string> split(const std::string& line) {
     std::vector<std::string> words;
@@ -79,50 +70,6 @@ std::vector<Command> shellCommands(const std::string& readme) {
     return commands;
 }
 
-struct Finished {
-    int exitCode = -1;
-    std::string err;
-};
-
-// Runs the program with the arguments in `dir`; kills it after `limit`.
-Finished run(const std::string& program, const std::vector<std::string>& args, const fs::path& dir,
-             std::chrono::seconds limit) {
-    const auto errPath = dir / "readme-command.err";
-    const pid_t pid = fork();
-    if (pid == 0) {
-        setenv("LSAN_OPTIONS", "print_suppressions=0", 1);
-        // The commands' unit lock files go to the test's own folder, which it removes.
-        setenv("XDG_RUNTIME_DIR", dir.c_str(), 1);
-        if (chdir(dir.c_str()) != 0) {
-            _exit(126);
-        }
-        const int devNull = open("/dev/null", O_WRONLY);
-        const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        dup2(devNull, STDOUT_FILENO);
-        dup2(err, STDERR_FILENO);
-        std::vector<std::string> all{program};
-        all.insert(all.end(), args.begin(), args.end());
-        std::vector<char*> argv;
-        for (auto& a : all) {
-            argv.push_back(a.data());
-        }
-        argv.push_back(nullptr);
-        execv(program.c_str(), argv.data());
-        _exit(127);
-    }
-    int status = 0;
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (waitpid(pid, &status, WNOHANG) == 0) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            kill(pid, SIGINT);
-            waitpid(pid, &status, 0);
-            return {-2, slurp(errPath)};
-        }
-        std::this_thread::sleep_for(20ms);
-    }
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), slurp(errPath)};
-}
-
 bool reachesUnit(const std::vector<std::string>& args) {
     static const std::vector<std::string> unitCommands = {"print", "drawer", "led", "usb",
                                                           "printer"};
@@ -151,9 +98,8 @@ TEST(Readme, EveryCommandRunsAsWritten) {
     const std::vector<Command> commands = shellCommands(readme);
     ASSERT_FALSE(commands.empty());
 
-    const fs::path dir = fs::temp_directory_path() / ("vanto-readme-" + std::to_string(getpid()));
-    fs::remove_all(dir);
-    fs::create_directories(dir);
+    const vantoconnect::testing::ScratchDir scratch;
+    const fs::path& dir = scratch.path;
     fs::create_directory_symlink(fs::path(VANTO_SOURCE_DIR) / "examples", dir / "examples");
 
     vantoemu::UnitOptions options;
@@ -198,11 +144,11 @@ TEST(Readme, EveryCommandRunsAsWritten) {
                     args[i + 1] = "0";
                 }
             }
-            const Finished r = run(program, args, dir, 2s);
+            const auto r = runProgram(program, args, dir, 2s);
             EXPECT_EQ(r.exitCode, -2) << r.err;  // still running when interrupted
             continue;
         }
-        const Finished r = run(program, args, dir, 120s);
+        const auto r = runProgram(program, args, dir);
         EXPECT_EQ(r.exitCode, command.expectedExit) << r.err;
     }
     unit.stop();
@@ -210,7 +156,6 @@ TEST(Readme, EveryCommandRunsAsWritten) {
     for (const std::string& text : leftOut) {
         std::cout << "  " << text << '\n';
     }
-    fs::remove_all(dir);
 }
 
 }  // namespace
