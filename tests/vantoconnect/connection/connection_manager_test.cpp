@@ -109,7 +109,7 @@ TEST(WriteAndResponse, ReturnsEachAnswerOnceAndLeavesTheConnectionOpen) {
     manager->disconnect();
     manager->disconnect();
     EXPECT_TRUE(unit.waitForClosed(1));
-    EXPECT_TRUE(unit.isOpen(0));
+    EXPECT_FALSE(unit.waitForClosed(0, 0ms));
     // An answer the caller did not hope for is still an answer: no retry.
     EXPECT_EQ(manager->writeAndResponse({4}), VantoMessageResponse::ERROR_PRINTER_NOT_OK);
     EXPECT_TRUE(exactlyConnections(unit, 3));
