@@ -87,11 +87,5 @@ def test_images_come_from_files_and_bytes_within_the_limits(tmp_path: pathlib.Pa
     (tmp_path / "logo.png").write_bytes(png)
     for image in (vc.Image.from_bytes(memoryview(png)), vc.Image.from_file(tmp_path / "logo.png")):
         assert image.width == 576 and image.height > 0
-    with pytest.raises(ValueError, match="not an image"):
-        vc.Image.from_bytes(b"GIF89a but not really")
-    with pytest.raises(ValueError, match="4 bytes a pixel"):
-        vc.Image.from_rgba(2, 2, bytes(15))
-    with pytest.raises(ValueError, match="8192"):
-        vc.Image.from_rgba(8193, 1, bytes(4 * 8193))
     with pytest.raises(ValueError, match="no image file"):
         vc.Image.from_file(tmp_path / "absent.png")
