@@ -28,7 +28,10 @@ std::vector<int> darkRows(const RenderedReceipt& r) {
     return rows;
 }
 
-TEST(ReceiptRendererPaper, BarcodesDrawBarsAtTheCommandedHeight) {
+TEST(ReceiptRendererPaper, BarcodesDrawBarsAtTheCommandedHeightOrAreReportedUnprintable) {
+    // A barcode its system cannot encode is left out and reported, never fatal.
+    const auto letters = Bytes{0x1D, 0x6B, 0x00} + text("12AB") + Bytes{0x00};
+    EXPECT_EQ(ReceiptRenderer::renderBytes(letters).problems.size(), 1u);
     const Bytes head{0x1B, 0x61, 0x31, 0x1D, 0x48, 0x00, 0x1D, 0x68, 60};
     for (const Bytes& code : {Bytes{0x1D, 0x6B, 0x00} + text("012345678905") + Bytes{0x00},
                               Bytes{0x1D, 0x6B, 0x04} + text("VANTO42") + Bytes{0x00}}) {

@@ -149,9 +149,17 @@ TEST(CApi, RefusalsAreInvalidWithTheReasonAndChangeNothing) {
     ASSERT_EQ(vanto_receipt_add_text(receipt.get(), "kept", 0, 0, 0), VANTO_OK);
     EXPECT_EQ(vanto_receipt_add_feed(receipt.get(), -1), VANTO_ERROR_INVALID);
     EXPECT_EQ(lastError(), "vanto_receipt_add_feed: line 2: lines: must lie in 0...127, not -1");
+    EXPECT_EQ(vanto_receipt_set_header_feed(receipt.get(), 128), VANTO_ERROR_INVALID);
     size_t lines = 0;
     ASSERT_EQ(vanto_receipt_line_count(receipt.get(), &lines), VANTO_OK);
     EXPECT_EQ(lines, 1u);
+    int64_t cut = -1;
+    int64_t header = -1;
+    int64_t footer = -1;
+    ASSERT_EQ(vanto_receipt_settings(receipt.get(), &cut, &header, &footer), VANTO_OK);
+    EXPECT_EQ(cut, VANTO_CUT_TYPE_FULL);
+    EXPECT_EQ(header, 0);
+    EXPECT_EQ(footer, 12);
 
     vanto_t* vanto = nullptr;
     ASSERT_EQ(vanto_create(&vanto), VANTO_OK);

@@ -17,6 +17,7 @@
 #include "tests/support/UnitFrames.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/ReceiptComposer.hpp"
+#include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
 #include "vantoconnect/support/Fatal.hpp"
@@ -87,6 +88,17 @@ TEST_F(PrinterQueueTest, BusyPrinterCostsTheHeadReceiptAtTheThirtyFirstPoll) {
     EXPECT_EQ(unit.requestCount(), 62u);
     EXPECT_EQ(console.count("Printer error: PRINTER_NOT_RESPONDING"), 2u);
     EXPECT_EQ(console.count("Printer started"), 0u);
+}
+
+TEST_F(PrinterQueueTest, TheFacadePrintsWithoutACallback) {
+    unit.script(FakeUnit::Reply::bytes(PRINTER_READY));
+    unit.setDefaultReply(FakeUnit::Reply::bytes(PRINT_ACKNOWLEDGED));
+    Vanto vanto;
+    aimAt(*vanto.getConnectionManager(), unit.port());
+    vanto.print(receiptSaying("no callback"));
+    ASSERT_TRUE(unit.waitForRequests(3));
+    ASSERT_TRUE(PrinterQueue::resetForTesting());
+    EXPECT_EQ(unit.received(2), END_OF_JOB);
 }
 
 TEST_F(PrinterQueueTest, ThirtyBusyPollsAreWaitedOut) {

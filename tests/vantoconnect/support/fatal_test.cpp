@@ -23,6 +23,9 @@ TEST(CheckedConversion, DoubleToIntegerUsesTheRuntimeMessages) {
     EXPECT_EQ(fatalMessage([] { toInt64Checked(INFINITY); }), fatal::DOUBLE_NOT_FINITE);
     EXPECT_EQ(fatalMessage([] { toInt64Checked(9223372036854775808.0); }), fatal::DOUBLE_TOO_LARGE);
     EXPECT_EQ(fatalMessage([] { toInt64Checked(-1e19); }), fatal::DOUBLE_TOO_SMALL);
+    EXPECT_EQ(fatalMessage([] { toUInt8Checked(-1); }), fatal::NEGATIVE_NOT_REPRESENTABLE);
+    EXPECT_EQ(fatalMessage([] { multiplyChecked(std::numeric_limits<std::int64_t>::max(), 2); }),
+              fatal::ARITHMETIC_OVERFLOW);
 }
 
 TEST(Errors, BridgeLikeThePlatform) {
