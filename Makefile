@@ -20,7 +20,8 @@
 #   make dashboard-screenshot
 #                   refreshes docs/dashboard.png, the picture in docs/dashboard.md
 #   make fuzz       libFuzzer targets for FUZZ_SECONDS each (clang)
-#   make coverage   line coverage of the suites with gcovr
+#   make coverage   line coverage of the suites with gcovr, per folder (scripts/coverage-report.sh
+#                   measures another checkout's coverage build the same way)
 #   make abi-baseline
 #                   records the C API's ABI as it now is (after a deliberate change)
 #   make format     clang-format every source file
@@ -134,10 +135,8 @@ coverage: deps
 	$(CMAKE) -S . -B build/coverage -DCMAKE_BUILD_TYPE=Debug -DVANTO_COVERAGE=ON \
 		-DVANTO_BUILD_PYTHON=OFF
 	$(CMAKE) --build build/coverage -j $(JOBS)
-	ctest --test-dir build/coverage -j $(JOBS) -E '^consumer_'
-	gcovr --root . --filter 'vantoconnect/' --filter 'emulator/' --filter 'cli/' \
-		--filter 'receipts/' --filter 'bindings/' \
-		--exclude-unreachable-branches --print-summary build/coverage
+	status=0; ctest --test-dir build/coverage -j $(JOBS) -E '^consumer_' || status=$$?; \
+		scripts/coverage-report.sh && exit $$status
 
 format:
 	clang-format -i $(SOURCES)

@@ -16,28 +16,14 @@
 #include "cli/PortOption.hpp"
 #include "cli/SecondsOption.hpp"
 #include "emulator/DashboardAccess.hpp"
+#include "receipts/CheckedUnit.hpp"
 
 namespace vantocli {
 
 using namespace vantoemu;
+using vantoreceipts::CheckedUnit;
 
 namespace {
-PrinterCondition printerCondition(const std::string& word) {
-    if (const auto condition = printerConditionFromWord(word)) {
-        return *condition;
-    }
-    throw CliError(CliError::BAD_INPUT,
-                   "unknown printer state \"" + word + "\" (use ready, not-ready or error)");
-}
-
-ReplyMode replyMode(const std::string& word) {
-    if (const auto mode = replyModeFromWord(word)) {
-        return *mode;
-    }
-    throw CliError(CliError::BAD_INPUT,
-                   "unknown reply mode \"" + word + "\" (use normal, silent or unrecognised)");
-}
-
 std::chrono::milliseconds seconds(double value) {
     return std::chrono::milliseconds(static_cast<long long>(value * 1000));
 }
@@ -228,8 +214,8 @@ void EmulateCommand::run(Options options) {
                            " ms (--restart-ms): the unit would never be back");
     }
     allowDescriptorsFor(options.unit.maxConnections);
-    options.unit.faults.printer = printerCondition(options.printerState);
-    options.unit.faults.replyMode = replyMode(options.reply);
+    options.unit.faults.printer = CheckedUnit::printerState(options.printerState);
+    options.unit.faults.replyMode = CheckedUnit::replyMode(options.reply);
 
     // Block the stop signals before the unit's threads start, so only sigwait below sees them.
     sigset_t stopSignals;

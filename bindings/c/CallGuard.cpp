@@ -4,6 +4,7 @@
 
 #include "receipts/FatalEdge.hpp"
 #include "receipts/ReceiptInputError.hpp"
+#include "receipts/UnitIoError.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/support/Fatal.hpp"
 #include "vantoconnect/support/Image.hpp"
@@ -60,6 +61,9 @@ vanto_status failWithCurrentException(std::string_view function) noexcept {
             setLastError(function, e.what());
         } catch (const vantoreceipts::ReceiptInputError& e) {
             status = VANTO_ERROR_INVALID;
+            setLastError(function, e.what());
+        } catch (const vantoreceipts::UnitIoError& e) {
+            status = VANTO_ERROR_IO;
             setLastError(function, e.what());
         } catch (const vantoconnect::Image::Error& e) {
             status = VANTO_ERROR_INVALID;

@@ -3,11 +3,9 @@
 // What the C API's opaque handles are. C callers see only the struct names of vanto.h; here
 // each is the C++ object that does the work, so the four stay together as the C API's types.
 
-#include <memory>
-
-#include "emulator/EmulatedUnit.hpp"
 #include "receipts/CheckedFacade.hpp"
 #include "receipts/CheckedReceipt.hpp"
+#include "receipts/CheckedUnit.hpp"
 #include "vantoconnect/support/Image.hpp"
 #include "vantoconnect/vanto.h"
 
@@ -23,6 +21,6 @@ struct vanto_image {
     vantoconnect::Image image;
 };
 
-struct vanto_emulator {
-    std::unique_ptr<vantoemu::EmulatedUnit> unit;
+struct vanto_emulator : vantoreceipts::CheckedUnit {
+    using CheckedUnit::CheckedUnit;
 };

@@ -1,42 +1,32 @@
 // The emulated unit in the caller's process, with its faults and what it shows.
 
-#include <chrono>
 #include <limits>
-#include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "CallGuard.hpp"
 #include "Handles.hpp"
 #include "OutBuffers.hpp"
-#include "emulator/UnitOptions.hpp"
 #include "vantoconnect/vanto.h"
 
 using namespace vantoc;
-using std::chrono::milliseconds;
+using vantoreceipts::CheckedUnit;
+
+static_assert(static_cast<int>(vantoemu::PrinterCondition::NotReady) ==
+                  VANTO_EMULATOR_PRINTER_NOT_READY &&
+              static_cast<int>(vantoemu::PrinterCondition::Error) == VANTO_EMULATOR_PRINTER_ERROR);
+static_assert(static_cast<int>(vantoemu::ReplyMode::Silent) == VANTO_EMULATOR_REPLY_SILENT &&
+              static_cast<int>(vantoemu::ReplyMode::Unrecognised) ==
+                  VANTO_EMULATOR_REPLY_UNRECOGNISED);
 
 namespace {
 
-vantoemu::EmulatedUnit& unitOf(const vanto_emulator_t* emulator) {
-    return *required(emulator, "emulator").unit;
+CheckedUnit& checked(vanto_emulator_t* emulator) {
+    return required(emulator, "emulator");
 }
 
-int32_t count(int32_t value, const char* name) {
-    if (value < 0) {
-        throw CApiError(VANTO_ERROR_INVALID,
-                        std::string(name) + " must not be negative, not " + std::to_string(value));
-    }
-    return value;
-}
-
-milliseconds duration(int64_t ms, const char* name) {
-    if (ms < 0) {
-        throw CApiError(VANTO_ERROR_INVALID,
-                        std::string(name) + " must not be negative, not " + std::to_string(ms));
-    }
-    return milliseconds(ms);
+const vantoemu::EmulatedUnit& unitOf(const vanto_emulator_t* emulator) {
+    return required(emulator, "emulator").unit();
 }
 
 vantoemu::PrintedReceipt printed(const vanto_emulator_t* emulator, int64_t number) {
@@ -62,37 +52,20 @@ vanto_status vanto_emulator_create(const char* bind, int32_t port, const char* o
                                    vanto_emulator_t** emulator) {
     return guarded(__func__, [&] {
         vanto_emulator_t*& out = required(emulator, "emulator");
-        if (port < 0 || port > 65535) {
-            throw CApiError(VANTO_ERROR_INVALID,
-                            "port must lie in 0...65535, not " + std::to_string(port));
-        }
-        vantoemu::UnitOptions options;
-        options.bind = bind != nullptr ? bind : "127.0.0.1";
-        options.port = static_cast<std::uint16_t>(port);
-        options.outDir = out_dir != nullptr ? out_dir : "";
-        auto made = std::make_unique<vanto_emulator_t>();
-        try {
-            made->unit = std::make_unique<vantoemu::EmulatedUnit>(options);
-        } catch (const std::runtime_error& e) {
-            throw CApiError(VANTO_ERROR_IO, e.what());
-        }
-        out = made.release();
+        CheckedUnit::Settings settings;
+        settings.bind = bind != nullptr ? bind : "127.0.0.1";
+        settings.port = port;
+        settings.outDir = out_dir != nullptr ? out_dir : "";
+        out = new vanto_emulator_t(settings);
     });
 }
 
 vanto_status vanto_emulator_start(vanto_emulator_t* emulator) {
-    return guarded(__func__, [&] {
-        auto& unit = unitOf(emulator);
-        try {
-            unit.start();
-        } catch (const std::runtime_error& e) {
-            throw CApiError(VANTO_ERROR_IO, e.what());
-        }
-    });
+    return guarded(__func__, [&] { checked(emulator).start(); });
 }
 
 vanto_status vanto_emulator_stop(vanto_emulator_t* emulator) {
-    return guarded(__func__, [&] { unitOf(emulator).stop(); });
+    return guarded(__func__, [&] { checked(emulator).stop(); });
 }
 
 void vanto_emulator_free(vanto_emulator_t* emulator) {
@@ -108,110 +81,53 @@ vanto_status vanto_emulator_port(const vanto_emulator_t* emulator, int32_t* port
 
 vanto_status vanto_emulator_set_printer_state(vanto_emulator_t* emulator, int32_t state) {
     return guarded(__func__, [&] {
-        auto& unit = unitOf(emulator);
-        switch (state) {
-            case VANTO_EMULATOR_PRINTER_READY:
-                unit.setPrinterCondition(vantoemu::PrinterCondition::Ready);
-                return;
-            case VANTO_EMULATOR_PRINTER_NOT_READY:
-                unit.setPrinterCondition(vantoemu::PrinterCondition::NotReady);
-                return;
-            case VANTO_EMULATOR_PRINTER_ERROR:
-                unit.setPrinterCondition(vantoemu::PrinterCondition::Error);
-                return;
-            default:
-                throw CApiError(VANTO_ERROR_INVALID,
-                                "unknown printer state " + std::to_string(state) +
-                                    " (use VANTO_EMULATOR_PRINTER_READY, _NOT_READY or _ERROR)");
-        }
+        checked(emulator).unit().setPrinterCondition(CheckedUnit::printerState(state));
     });
 }
 
 vanto_status vanto_emulator_set_printer_not_ready_polls(vanto_emulator_t* emulator, int32_t polls) {
-    return guarded(__func__, [&] {
-        auto& unit = unitOf(emulator);
-        unit.setPrinterNotReadyPolls(count(polls, "polls"));
-    });
+    return guarded(__func__, [&] { checked(emulator).setPrinterNotReadyPolls(polls); });
 }
 
 vanto_status vanto_emulator_set_printer_error(vanto_emulator_t* emulator, int32_t packets) {
-    return guarded(__func__, [&] {
-        auto& unit = unitOf(emulator);
-        unit.setPrinterErrorReplies(count(packets, "packets"));
-    });
+    return guarded(__func__, [&] { checked(emulator).setPrinterErrorReplies(packets); });
 }
 
 vanto_status vanto_emulator_set_reply_mode(vanto_emulator_t* emulator, int32_t mode) {
-    return guarded(__func__, [&] {
-        auto& unit = unitOf(emulator);
-        switch (mode) {
-            case VANTO_EMULATOR_REPLY_NORMAL:
-                unit.setReplyMode(vantoemu::ReplyMode::Normal);
-                return;
-            case VANTO_EMULATOR_REPLY_SILENT:
-                unit.setReplyMode(vantoemu::ReplyMode::Silent);
-                return;
-            case VANTO_EMULATOR_REPLY_UNRECOGNISED:
-                unit.setReplyMode(vantoemu::ReplyMode::Unrecognised);
-                return;
-            default:
-                throw CApiError(VANTO_ERROR_INVALID,
-                                "unknown reply mode " + std::to_string(mode) +
-                                    " (use VANTO_EMULATOR_REPLY_NORMAL, _SILENT or _UNRECOGNISED)");
-        }
-    });
+    return guarded(__func__,
+                   [&] { checked(emulator).unit().setReplyMode(CheckedUnit::replyMode(mode)); });
 }
 
 vanto_status vanto_emulator_corrupt_next_replies(vanto_emulator_t* emulator, int32_t replies) {
-    return guarded(__func__, [&] {
-        auto& unit = unitOf(emulator);
-        unit.corruptNextReplies(count(replies, "replies"));
-    });
+    return guarded(__func__, [&] { checked(emulator).corruptNextReplies(replies); });
 }
 
 vanto_status vanto_emulator_set_reply_delay(vanto_emulator_t* emulator, int64_t delay_ms) {
-    return guarded(__func__, [&] {
-        auto& unit = unitOf(emulator);
-        unit.setReplyDelay(duration(delay_ms, "delay_ms"));
-    });
+    return guarded(__func__, [&] { checked(emulator).setReplyDelay(delay_ms); });
 }
 
 vanto_status vanto_emulator_set_refuse_connections(vanto_emulator_t* emulator, int refuse) {
-    return guarded(__func__, [&] { unitOf(emulator).setRefuseConnections(refuse != 0); });
+    return guarded(__func__, [&] { checked(emulator).unit().setRefuseConnections(refuse != 0); });
 }
 
 vanto_status vanto_emulator_drop_next_connections(vanto_emulator_t* emulator, int32_t connections) {
-    return guarded(__func__, [&] {
-        auto& unit = unitOf(emulator);
-        unit.dropNextConnections(count(connections, "connections"));
-    });
+    return guarded(__func__, [&] { checked(emulator).dropNextConnections(connections); });
 }
 
 vanto_status vanto_emulator_restart(vanto_emulator_t* emulator, int64_t downtime_ms) {
-    return guarded(__func__, [&] {
-        auto& unit = unitOf(emulator);
-        const auto downtime = duration(downtime_ms, "downtime_ms");
-        try {
-            unit.restart(downtime);
-        } catch (const std::logic_error& e) {
-            throw CApiError(VANTO_ERROR_INVALID, e.what());
-        }
-    });
+    return guarded(__func__, [&] { checked(emulator).restart(downtime_ms); });
 }
 
 vanto_status vanto_emulator_set_drawer_close_after(vanto_emulator_t* emulator, int64_t after_ms) {
-    return guarded(__func__, [&] {
-        auto& unit = unitOf(emulator);
-        unit.setDrawerCloseAfter(duration(after_ms, "after_ms"));
-    });
+    return guarded(__func__, [&] { checked(emulator).setDrawerCloseAfter(after_ms); });
 }
 
 vanto_status vanto_emulator_open_drawer(vanto_emulator_t* emulator) {
-    return guarded(__func__, [&] { unitOf(emulator).openDrawer(); });
+    return guarded(__func__, [&] { checked(emulator).unit().openDrawer(); });
 }
 
 vanto_status vanto_emulator_close_drawer(vanto_emulator_t* emulator) {
-    return guarded(__func__, [&] { unitOf(emulator).closeDrawer(); });
+    return guarded(__func__, [&] { checked(emulator).unit().closeDrawer(); });
 }
 
 vanto_status vanto_emulator_drawer_open(const vanto_emulator_t* emulator, int* open) {
@@ -273,11 +189,7 @@ vanto_status vanto_emulator_receipt_count(const vanto_emulator_t* emulator, int6
 vanto_status vanto_emulator_wait_for_receipts(const vanto_emulator_t* emulator, int64_t count_,
                                               int64_t timeout_ms) {
     return guarded(__func__, [&] {
-        const auto& unit = unitOf(emulator);
-        if (count_ < 0) {
-            throw CApiError(VANTO_ERROR_INVALID, "count must not be negative");
-        }
-        if (!unit.waitForReceipts(static_cast<std::size_t>(count_), milliseconds(timeout_ms))) {
+        if (!required(emulator, "emulator").waitForReceipts(count_, timeout_ms)) {
             throw CApiError(VANTO_ERROR_TIMEOUT, std::to_string(count_) +
                                                      " receipts were not printed within " +
                                                      std::to_string(timeout_ms) + " ms");

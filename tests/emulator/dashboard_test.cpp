@@ -131,6 +131,7 @@ TEST_F(DashboardUnit, AFaultChangeReachesTheUnitThroughItsOwnSetters) {
     EXPECT_TRUE(s.faults.refuseConnections);
     EXPECT_EQ(s.drawerCloseAfter, 0ms);
     EXPECT_EQ(DashboardApi::state(*unit)["faults"]["printer"], "not-ready");
+    EXPECT_EQ(DashboardApi::changeFaults(*unit, {{"bogus", 1}}), "unknown fault field \"bogus\"");
 }
 
 TEST_F(DashboardUnit, ARestartIsRefusedWholeOrMadeThroughTheUnit) {

@@ -17,18 +17,6 @@ using testing::Bytes;
 using testing::text;
 using testing::operator+;
 
-TEST(PrinterInterpreterText, EveryStyleCommandTurnsOnAndOff) {
-    const Bytes bytes = Bytes{0x1B, 0x49, 0x01, 0x1B, 0x2D, 0x01, 0x1D, 0x42, 0x01} + text("a") +
-                        Bytes{0x1B, 0x49, 0x00, 0x1B, 0x2D, 0x00, 0x1D, 0x42, 0x00} + text("b") +
-                        Bytes{0x0A};
-    const auto lines = PrinterInterpreter::interpret(bytes).all<TextLine>();
-    ASSERT_EQ(lines.size(), 1u);
-    ASSERT_EQ(lines[0].runs.size(), 2u);
-    EXPECT_EQ(lines[0].runs[0].style,
-              (TextStyle{.italic = true, .underline = true, .inverse = true}));
-    EXPECT_EQ(lines[0].runs[1].style, TextStyle{});
-}
-
 TEST(PrinterInterpreterText, HighBytesShowAsTheSelectedCodePage) {
     const Bytes bytes = Bytes{0x1B, 0x52, 0x08} + text("caf\xC3\xA9 \xE2\x82\xAC") +
                         Bytes{0x1B, 0x52, 0x00, 0x82, 0x0A, 0x0A};

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <future>
+#include <nlohmann/json.hpp>
 
 #include "tests/integration/IntegrationSupport.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
@@ -16,75 +16,18 @@ namespace {
 
 using vantoemu::ReplyMode;
 
-// Notes the pause an unrecognised answer calls for instead of sleeping through it. Only the
-// serial queue writes the list, and tests read it once drained() has returned.
-class PausingManager : public GenericConnectionManager {
-  public:
-    std::vector<unsigned> pauses;
-
-  protected:
-    void sleepSeconds(unsigned seconds) override { pauses.push_back(seconds); }
-};
-
-const std::string REQUEUED = "Rescheduling printing of remaining receipts: 1";
+// The "hex" field of each of the unit's events of one kind, in order.
+std::vector<std::string> eventHex(const vantoemu::EmulatedUnit& unit, const std::string& kind) {
+    std::vector<std::string> out;
+    for (const auto& event : unit.events()) {
+        if (event.kind == kind) {
+            out.push_back(nlohmann::json::parse(event.json).value("hex", std::string()));
+        }
+    }
+    return out;
+}
 
 using FaultModes = UnitTest;
-
-// ---- a printer that is not ready --------------------------------------------------------------
-
-TEST_F(FaultModes, PrinterNotReadyForThirtyOnePollsCostsTheReceiptButThirtyAreTolerated) {
-    unit->setPrinterNotReadyPolls(31);
-    auto dropped = std::make_shared<RecordingCallback>();
-    vanto->print(receiptSaying("dropped"), dropped);
-    ASSERT_TRUE(dropped->waitForEvents(1, 30s));
-    ASSERT_TRUE(PrinterQueue::resetForTesting());
-    EXPECT_EQ(dropped->events(), std::vector<std::string>{"error PRINTER_NOT_RESPONDING"});
-    EXPECT_EQ(console.count("Printer error: PRINTER_NOT_RESPONDING"), 1u);
-    EXPECT_EQ(console.count(REQUEUED), 30u);
-    EXPECT_EQ(console.count("Printer started"), 0u);
-    EXPECT_EQ(events("printer_status"), 31u);
-    EXPECT_EQ(events("printer_data"), 0u);
-
-    unit->setPrinterNotReadyPolls(30);
-    auto receipt = receiptSaying("patience");
-    auto printed = std::make_shared<RecordingCallback>();
-    vanto->print(receipt, printed);
-    ASSERT_TRUE(printed->waitForEvents(2, 30s));
-    ASSERT_TRUE(unit->waitForReceipts(1, 60s));
-    EXPECT_EQ(printed->events(), PRINTED);
-    EXPECT_EQ(events("printer_status"), 62u);
-    EXPECT_EQ(console.count(REQUEUED), 60u);
-    EXPECT_EQ(unit->receipts().at(0).bytes, composed(*receipt));
-}
-
-// ---- a printer that answers data with an error ------------------------------------------------
-
-TEST_F(FaultModes, PrinterErrorIsRetriedAtOnceFiveTimesThenGivenUp) {
-    // Refusing data while the status still reads ready: the queue hands the receipt over.
-    unit->setPrinterErrorReplies(5);
-    auto callback = std::make_shared<RecordingCallback>();
-    vanto->print(receiptSaying("refused"), callback);
-    // Completion is reported all the same, and long before any pause could have ended.
-    ASSERT_TRUE(callback->waitForEvents(2, 30s));
-    EXPECT_EQ(callback->events(), PRINTED);
-    ASSERT_TRUE(unit->waitForReceipts(1, 60s));
-    EXPECT_EQ(events("printer_error_reply"), 5u);
-    EXPECT_EQ(console.count("Printer says: IS NOT OK!"), 5u);
-    EXPECT_EQ(console.count("Printer says: ACKNOWLEDGED"), 0u);
-    // The job ended with nothing in it, and the paper says so.
-    EXPECT_TRUE(unit->receipts().at(0).bytes.empty());
-    EXPECT_EQ(unit->receipts().at(0).marks(), "incomplete");
-}
-
-TEST_F(FaultModes, PrinterInErrorIsNeverHandedAReceipt) {
-    unit->setPrinterCondition(vantoemu::PrinterCondition::Error);
-    auto dropped = std::make_shared<RecordingCallback>();
-    vanto->print(receiptSaying("cover open"), dropped);
-    ASSERT_TRUE(dropped->waitForEvents(1, 30s));
-    EXPECT_EQ(dropped->events(), std::vector<std::string>{"error PRINTER_NOT_RESPONDING"});
-    EXPECT_EQ(events("printer_data"), 0u);
-    EXPECT_EQ(events("printer_error_reply"), 0u);
-}
 
 // ---- two senders at once ----------------------------------------------------------------------
 
@@ -170,28 +113,6 @@ TEST_F(FaultModes, DelayedAnswerIsWaitedForButASilentUnitHoldsTheReadUntilItClos
     unit->stop();
     // A read that returns nothing is not handled: the exchange stops.
     EXPECT_THROW(pending.get(), FatalError);
-}
-
-// ---- a unit at its connection cap --------------------------------------------------------------
-
-TEST_F(FaultModes, PastTheConnectionCapTheLibraryIsRefusedAtConnectAndGoesOn) {
-    vantoemu::EmulatedUnit capped(vantoemu::UnitOptions{
-        .port = 0, .outDir = "", .renderReceipts = false, .maxConnections = 2, .faults = {}});
-    capped.start();
-    aimAt(*manager, capped.port());
-    // Each status query leaves its socket open, so two of them fill the cap.
-    EXPECT_FALSE(vanto->printerBusy());
-    EXPECT_FALSE(vanto->printerBusy());
-    ASSERT_TRUE(capped.waitForEvents("connection_cap", 1, 2s));
-    // Refused at connect, five times over: the printer counts as busy and nothing stops.
-    EXPECT_TRUE(vanto->printerBusy());
-    EXPECT_EQ(capped.eventCount("printer_status"), 2u);
-    const auto lines = console.lines();
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                            [](const std::string& line) {
-                                return line.find("SocketError error") != std::string::npos;
-                            }),
-              5);
 }
 
 // ---- a unit that closes every connection it accepts ------------------------------------------

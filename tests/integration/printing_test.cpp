@@ -82,7 +82,6 @@ class Printing : public UnitTest {
 TEST_F(Printing, ReceiptWithEveryLineKindArrivesWholeReadsAsComposedAndInksThePaper) {
     auto receipt = everyLineKind();
     const auto expected = composed(*receipt);
-    console.clear();  // composing here logged the image's size too
     auto callback = std::make_shared<RecordingCallback>();
     vanto->print(receipt, callback);
     ASSERT_TRUE(callback->waitForEvents(2));
@@ -125,14 +124,7 @@ TEST_F(Printing, ReceiptWithEveryLineKindArrivesWholeReadsAsComposedAndInksThePa
                                                               {BarcodeKind::Code39, 1, 77},
                                                               {BarcodeKind::Pdf417, 3, 115}}));
 
-    EXPECT_EQ(console.count("Adding a new receipt..."), 1u);
-    EXPECT_EQ(console.count("width : 288 pixels"), 1u);
-    EXPECT_EQ(console.count("height: 96 pixels"), 1u);
-    EXPECT_EQ(console.count("bits per pixel: 32"), 1u);
-    EXPECT_EQ(console.count("Printer started"), 1u);
-    EXPECT_EQ(console.count("Printer sent. Remaining receipts: 0"), 1u);
     EXPECT_EQ(console.count("Printer says: ACKNOWLEDGED"), printed.packets);
-    EXPECT_EQ(console.count("Printer completed."), 1u);
 
     const auto& paper = printed.rendered;
     ASSERT_EQ(paper.width, 576);
@@ -172,20 +164,6 @@ TEST_F(Printing, ReceiptWithEveryLineKindArrivesWholeReadsAsComposedAndInksThePa
     ASSERT_EQ(bars.size(), 3u);
     EXPECT_GE(bars[0], 54);  // the bar heights commanded for UPC-A and Code 39
     EXPECT_GE(bars[1], 77);
-}
-
-TEST_F(Printing, ReceiptsPrintInSubmissionOrder) {
-    const auto first = receiptSaying("first");
-    const auto second = receiptSaying("second");
-    auto callback = std::make_shared<RecordingCallback>();
-    vanto->print(first, callback);
-    vanto->print(second, callback);
-    ASSERT_TRUE(callback->waitForEvents(4));
-    ASSERT_TRUE(unit->waitForReceipts(2, 60s));
-    EXPECT_EQ(callback->events(),
-              (std::vector<std::string>{PRINTED[0], PRINTED[1], PRINTED[0], PRINTED[1]}));
-    EXPECT_EQ(unit->receipts().at(0).bytes, composed(*first));
-    EXPECT_EQ(unit->receipts().at(1).bytes, composed(*second));
 }
 
 }  // namespace

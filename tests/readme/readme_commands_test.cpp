@@ -3,11 +3,7 @@
 // is replaced by that port; a trailing "# exit N" says which exit code the command is shown to
 // give. Commands that set up a machine (make, cmake, apt-get, ...) are left out and listed.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -21,11 +17,14 @@
 
 #include "emulator/EmulatedUnit.hpp"
 #include "tests/readme/Docs.hpp"
+#include "tests/support/ProgramRun.hpp"
+#include "tests/support/ScratchDir.hpp"
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
+using vantoconnect::testing::runProgram;
 
 struct Command {
     std::string text;  // as the page shows it
@@ -70,50 +69,6 @@ std::vector<Command> shellCommands(const std::vector<docs::Block>& blocks) {
     return commands;
 }
 
-struct Finished {
-    int exitCode = -1;
-    std::string err;
-};
-
-// Runs the program with the arguments in `dir`; kills it after `limit`.
-Finished run(const std::string& program, const std::vector<std::string>& args, const fs::path& dir,
-             std::chrono::seconds limit) {
-    const auto errPath = dir / "readme-command.err";
-    const pid_t pid = fork();
-    if (pid == 0) {
-        setenv("LSAN_OPTIONS", "print_suppressions=0", 1);
-        // The commands' unit lock files go to the test's own folder, which it removes.
-        setenv("XDG_RUNTIME_DIR", dir.c_str(), 1);
-        if (chdir(dir.c_str()) != 0) {
-            _exit(126);
-        }
-        const int devNull = open("/dev/null", O_WRONLY);
-        const int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        dup2(devNull, STDOUT_FILENO);
-        dup2(err, STDERR_FILENO);
-        std::vector<std::string> all{program};
-        all.insert(all.end(), args.begin(), args.end());
-        std::vector<char*> argv;
-        for (auto& a : all) {
-            argv.push_back(a.data());
-        }
-        argv.push_back(nullptr);
-        execv(program.c_str(), argv.data());
-        _exit(127);
-    }
-    int status = 0;
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (waitpid(pid, &status, WNOHANG) == 0) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            kill(pid, SIGINT);
-            waitpid(pid, &status, 0);
-            return {-2, docs::slurp(errPath)};
-        }
-        std::this_thread::sleep_for(20ms);
-    }
-    return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), docs::slurp(errPath)};
-}
-
 bool reachesUnit(const std::vector<std::string>& args) {
     static const std::vector<std::string> unitCommands = {"print", "drawer", "led", "usb",
                                                           "printer"};
@@ -134,9 +89,8 @@ TEST(Readme, EveryCommandRunsAsWritten) {
     }
     ASSERT_FALSE(commands.empty());
 
-    const fs::path dir = fs::temp_directory_path() / ("vanto-readme-" + std::to_string(getpid()));
-    fs::remove_all(dir);
-    fs::create_directories(dir);
+    const vantoconnect::testing::ScratchDir scratch;
+    const fs::path& dir = scratch.path;
     fs::create_directory_symlink(fs::path(VANTO_SOURCE_DIR) / "examples", dir / "examples");
 
     vantoemu::UnitOptions options;
@@ -181,11 +135,11 @@ TEST(Readme, EveryCommandRunsAsWritten) {
                     args[i + 1] = "0";
                 }
             }
-            const Finished r = run(program, args, dir, 2s);
+            const auto r = runProgram(program, args, dir, 2s);
             EXPECT_EQ(r.exitCode, -2) << r.err;  // still running when interrupted
             continue;
         }
-        const Finished r = run(program, args, dir, 120s);
+        const auto r = runProgram(program, args, dir);
         EXPECT_EQ(r.exitCode, command.expectedExit) << r.err;
     }
     unit.stop();
@@ -193,7 +147,6 @@ TEST(Readme, EveryCommandRunsAsWritten) {
     for (const std::string& text : leftOut) {
         std::cout << "  " << text << '\n';
     }
-    fs::remove_all(dir);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "emulator/EmulatedUnit.hpp"
 #include "tests/soak/SoakSupport.hpp"
+#include "tests/support/ScratchDir.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
 #include "vantoconnect/orbaprotocol/messages/MessageBuilder.hpp"
@@ -36,9 +37,8 @@ TEST(EmulatorMemory, StaysFlatFromTwoHundredToTwoThousandReceipts) {
     constexpr int RECEIPTS = 2000;
     constexpr int EARLY = 200;
     QuietConsole quiet;
-    const auto dir = std::filesystem::temp_directory_path() /
-                     ("vanto-soak-memory-" + std::to_string(::getpid()));
-    std::filesystem::remove_all(dir);
+    const testing::ScratchDir scratch;
+    const auto& dir = scratch.path;
     vantoemu::UnitOptions options;
     options.port = 0;
     options.outDir = dir.string();
@@ -101,7 +101,6 @@ TEST(EmulatorMemory, StaysFlatFromTwoHundredToTwoThousandReceipts) {
     }
     EXPECT_EQ(files, options.keep);
     EXPECT_GT(unit.eventCount("disconnect"), static_cast<std::size_t>(RECEIPTS));
-    std::filesystem::remove_all(dir);
 }
 
 }  // namespace

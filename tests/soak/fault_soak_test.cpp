@@ -14,8 +14,8 @@
 
 #include "emulator/EmulatedUnit.hpp"
 #include "tests/soak/SoakSupport.hpp"
+#include "tests/support/Receipts.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
-#include "vantoconnect/ReceiptComposer.hpp"
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
 
 extern char** environ;
@@ -33,19 +33,12 @@ namespace vantoconnect::soak {
 namespace {
 
 using namespace std::chrono_literals;
+using testing::composed;
 
 constexpr int RECEIPTS = 1000;
 constexpr int BATCH = 200;
 const char* const BATCH_VARIABLE = "VANTO_SOAK_BATCH";  // "first:count:result-file"
 const char* const BATCH_FILTER = "--gtest_filter=FaultSoakBatch.*";
-
-std::vector<std::uint8_t> composed(const VantoReceipt& receipt) {
-    std::vector<std::uint8_t> all;
-    for (const Bytes& group : ReceiptComposer().compose(receipt)) {
-        all.insert(all.end(), group.begin(), group.end());
-    }
-    return all;
-}
 
 struct Tally {
     int printed = 0;  // every packet acknowledged, the paper whole and marked complete

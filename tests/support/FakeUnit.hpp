@@ -102,12 +102,6 @@ class FakeUnit {
         }
         return all;
     }
-    // False once the peer has closed the connection or the unit has closed it by script.
-    bool isOpen(std::size_t connection) const {
-        std::lock_guard lock(mMutex);
-        return connection < mConnections.size() && mConnections[connection]->open;
-    }
-
     bool waitForConnections(std::size_t count, Limit limit = kWait) const {
         return waitUntil(limit, [&] { return mConnections.size() >= count; });
     }

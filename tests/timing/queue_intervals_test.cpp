@@ -4,8 +4,9 @@
 #include <memory>
 
 #include "tests/support/ConsoleCapture.hpp"
+#include "tests/support/Managers.hpp"
 #include "tests/support/RecordingCallback.hpp"
-#include "tests/vantoconnect/devices/DeviceTestSupport.hpp"
+#include "tests/support/UnitFrames.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
 #include "vantoconnect/VantoReceipt.hpp"

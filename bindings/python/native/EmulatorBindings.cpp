@@ -4,7 +4,6 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -13,17 +12,16 @@
 
 #include "Bindings.hpp"
 #include "GilFreeDelete.hpp"
-#include "emulator/EmulatedUnit.hpp"
-#include "emulator/UnitOptions.hpp"
 #include "emulator/UnitSnapshot.hpp"
+#include "receipts/CheckedUnit.hpp"
 
 namespace vantopy {
 
 namespace {
 
 using Release = py::call_guard<py::gil_scoped_release>;
-using std::chrono::milliseconds;
 using vantoemu::EmulatedUnit;
+using vantoreceipts::CheckedUnit;
 
 py::bytes bytesOf(const std::vector<std::uint8_t>& data) {
     return py::bytes(reinterpret_cast<const char*>(data.data()), data.size());
@@ -80,127 +78,107 @@ py::dict stateOf(const EmulatedUnit& unit) {
     state["corrupt_crc"] = faults.corruptCrcReplies;
     state["delay_ms"] = faults.replyDelay.count();
     state["refuse"] = faults.refuseConnections;
+    state["receipts"] = snapshot.receipts;
     state["drop_next"] = faults.dropConnections;
     state["restarting"] = snapshot.restarting;
-    state["receipts"] = snapshot.receipts;
     return state;
 }
 
-vantoemu::PrinterCondition printerCondition(const std::string& word) {
-    const auto condition = vantoemu::printerConditionFromWord(word);
-    if (!condition) {
-        throw py::value_error(
-            "printer_state must be \"ready\", \"not-ready\" or \"error\", not \"" + word + "\"");
-    }
-    return *condition;
-}
-
-vantoemu::ReplyMode replyMode(const std::string& word) {
-    const auto mode = vantoemu::replyModeFromWord(word);
-    if (!mode) {
-        throw py::value_error("reply must be \"normal\", \"silent\" or \"unrecognised\", not \"" +
-                              word + "\"");
-    }
-    return *mode;
-}
-
-// The faults go in with the options, so the unit starts with them and its event log does not
+// The faults go in with the settings, so the unit starts with them and its event log does not
 // open with a change for each.
-std::unique_ptr<EmulatedUnit, GilFreeDelete> makeUnit(
-    const std::string& bind, std::uint16_t port, const std::string& outDir, std::size_t keep,
-    std::int64_t drawerCloseAfterMs, const std::string& printerState, int printerNotReady,
-    int printerError, const std::string& reply, int corruptCrc, std::int64_t delayMs, bool refuse,
-    int dropNext, std::size_t maxConnections, bool render) {
-    vantoemu::UnitOptions options;
-    options.bind = bind;
-    options.port = port;
-    options.outDir = outDir;
-    options.keep = keep;
-    options.drawerCloseAfter = milliseconds(drawerCloseAfterMs);
-    options.faults.printer = printerCondition(printerState);
-    options.faults.printerNotReadyPolls = printerNotReady;
-    options.faults.printerErrorReplies = printerError;
-    options.faults.replyMode = replyMode(reply);
-    options.faults.corruptCrcReplies = corruptCrc;
-    options.faults.replyDelay = milliseconds(delayMs);
-    options.faults.refuseConnections = refuse;
-    options.faults.dropConnections = dropNext;
-    options.maxConnections = maxConnections;
-    options.renderReceipts = render;
+std::unique_ptr<CheckedUnit, GilFreeDelete> makeUnit(
+    const std::string& bind, std::int64_t port, const std::string& outDir, std::int64_t keep,
+    std::int64_t drawerCloseAfterMs, const std::string& printerState, std::int64_t printerNotReady,
+    std::int64_t printerError, const std::string& reply, std::int64_t corruptCrc,
+    std::int64_t delayMs, bool refuse, std::int64_t dropNext, std::int64_t maxConnections,
+    bool render) {
+    const CheckedUnit::Settings settings{.bind = bind,
+                                         .port = port,
+                                         .outDir = outDir,
+                                         .keep = keep,
+                                         .drawerCloseAfterMs = drawerCloseAfterMs,
+                                         .printer = CheckedUnit::printerState(printerState),
+                                         .printerNotReady = printerNotReady,
+                                         .printerError = printerError,
+                                         .reply = CheckedUnit::replyMode(reply),
+                                         .corruptCrc = corruptCrc,
+                                         .delayMs = delayMs,
+                                         .refuse = refuse,
+                                         .dropNext = dropNext,
+                                         .maxConnections = maxConnections,
+                                         .render = render};
     const py::gil_scoped_release released;
-    return std::unique_ptr<EmulatedUnit, GilFreeDelete>(new EmulatedUnit(options));
+    return std::unique_ptr<CheckedUnit, GilFreeDelete>(new CheckedUnit(settings));
 }
 
 }  // namespace
 
 void bindEmulator(py::module_& module) {
-    py::class_<EmulatedUnit, std::unique_ptr<EmulatedUnit, GilFreeDelete>>(
+    const auto unitOf = [](CheckedUnit& checked) -> EmulatedUnit& { return checked.unit(); };
+    py::class_<CheckedUnit, std::unique_ptr<CheckedUnit, GilFreeDelete>>(
         module, "_Unit", "The emulated unit; use vantoconnect.Emulator.")
         .def(py::init(&makeUnit), py::arg("bind"), py::arg("port"), py::arg("out_dir"),
              py::arg("keep"), py::arg("drawer_close_after_ms"), py::arg("printer_state"),
              py::arg("printer_not_ready"), py::arg("printer_error"), py::arg("reply"),
              py::arg("corrupt_crc"), py::arg("delay_ms"), py::arg("refuse"), py::arg("drop_next"),
              py::arg("max_connections"), py::arg("render"))
-        .def("start", &EmulatedUnit::start, Release())
-        .def("stop", &EmulatedUnit::stop, Release())
-        .def("running", &EmulatedUnit::running, Release())
-        .def("port", &EmulatedUnit::port, Release())
-        .def("address", &EmulatedUnit::address, Release())
-        .def("state", &stateOf)
-        .def("receipts", &receiptsOf)
+        .def("start", &CheckedUnit::start, Release())
+        .def("stop", &CheckedUnit::stop, Release())
+        .def(
+            "running", [=](CheckedUnit& u) { return unitOf(u).running(); }, Release())
+        .def(
+            "port", [=](CheckedUnit& u) { return unitOf(u).port(); }, Release())
+        .def(
+            "address", [=](CheckedUnit& u) { return unitOf(u).address(); }, Release())
+        .def("state", [=](CheckedUnit& u) { return stateOf(unitOf(u)); })
+        .def("receipts", [=](CheckedUnit& u) { return receiptsOf(unitOf(u)); })
         .def("events",
-             [](const EmulatedUnit& unit) {
+             [=](CheckedUnit& u) {
                  std::vector<std::string> lines;
                  {
                      const py::gil_scoped_release released;
-                     for (auto& event : unit.events()) {
+                     for (auto& event : unitOf(u).events()) {
                          lines.push_back(std::move(event.json));
                      }
                  }
                  return lines;
              })
-        .def(
-            "wait_for_receipts",
-            [](const EmulatedUnit& unit, std::size_t count, std::int64_t timeoutMs) {
-                return unit.waitForReceipts(count, milliseconds(timeoutMs));
-            },
-            py::arg("count"), py::arg("timeout_ms"), Release())
+        .def("wait_for_receipts", &CheckedUnit::waitForReceipts, py::arg("count"),
+             py::arg("timeout_ms"), Release())
         .def(
             "set_printer_state",
-            [](EmulatedUnit& unit, const std::string& word) {
-                const auto condition = printerCondition(word);
+            [=](CheckedUnit& u, const std::string& word) {
+                const auto condition = CheckedUnit::printerState(word);
                 const py::gil_scoped_release released;
-                unit.setPrinterCondition(condition);
+                unitOf(u).setPrinterCondition(condition);
             },
             py::arg("word"))
         .def(
             "set_reply",
-            [](EmulatedUnit& unit, const std::string& word) {
-                const auto mode = replyMode(word);
+            [=](CheckedUnit& u, const std::string& word) {
+                const auto mode = CheckedUnit::replyMode(word);
                 const py::gil_scoped_release released;
-                unit.setReplyMode(mode);
+                unitOf(u).setReplyMode(mode);
             },
             py::arg("word"))
-        .def("set_printer_not_ready", &EmulatedUnit::setPrinterNotReadyPolls, py::arg("polls"),
+        .def("set_printer_not_ready", &CheckedUnit::setPrinterNotReadyPolls, py::arg("polls"),
              Release())
-        .def("set_printer_error", &EmulatedUnit::setPrinterErrorReplies, py::arg("packets"),
+        .def("set_printer_error", &CheckedUnit::setPrinterErrorReplies, py::arg("packets"),
              Release())
-        .def("set_corrupt_crc", &EmulatedUnit::corruptNextReplies, py::arg("replies"), Release())
+        .def("set_corrupt_crc", &CheckedUnit::corruptNextReplies, py::arg("replies"), Release())
+        .def("set_delay_ms", &CheckedUnit::setReplyDelay, py::arg("ms"), Release())
         .def(
-            "set_delay_ms",
-            [](EmulatedUnit& unit, std::int64_t ms) { unit.setReplyDelay(milliseconds(ms)); },
-            py::arg("ms"), Release())
-        .def("set_refuse", &EmulatedUnit::setRefuseConnections, py::arg("refuse"), Release())
-        .def("set_drop_next", &EmulatedUnit::dropNextConnections, py::arg("connections"), Release())
+            "set_refuse",
+            [=](CheckedUnit& u, bool refuse) { unitOf(u).setRefuseConnections(refuse); },
+            py::arg("refuse"), Release())
+        .def("set_drawer_close_after_ms", &CheckedUnit::setDrawerCloseAfter, py::arg("ms"),
+             Release())
+        .def("set_drop_next", &CheckedUnit::dropNextConnections, py::arg("connections"), Release())
+        .def("restart", &CheckedUnit::restart, py::arg("ms"), Release())
         .def(
-            "restart", [](EmulatedUnit& unit, std::int64_t ms) { unit.restart(milliseconds(ms)); },
-            py::arg("ms"), Release())
+            "open_drawer", [=](CheckedUnit& u) { unitOf(u).openDrawer(); }, Release())
         .def(
-            "set_drawer_close_after_ms",
-            [](EmulatedUnit& unit, std::int64_t ms) { unit.setDrawerCloseAfter(milliseconds(ms)); },
-            py::arg("ms"), Release())
-        .def("open_drawer", &EmulatedUnit::openDrawer, Release())
-        .def("close_drawer", &EmulatedUnit::closeDrawer, Release());
+            "close_drawer", [=](CheckedUnit& u) { unitOf(u).closeDrawer(); }, Release());
 }
 
 }  // namespace vantopy

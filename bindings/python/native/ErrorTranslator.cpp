@@ -5,6 +5,7 @@
 
 #include "receipts/FatalEdge.hpp"
 #include "receipts/ReceiptInputError.hpp"
+#include "receipts/UnitIoError.hpp"
 #include "vantoconnect/support/Fatal.hpp"
 #include "vantoconnect/support/Image.hpp"
 
@@ -60,6 +61,8 @@ void ErrorTranslator::install() {
                 raise(errorClass("FatalError")(vantoreceipts::FatalEdge::explain(e.what())));
             } catch (const vantoreceipts::ReceiptInputError& e) {
                 PyErr_SetString(PyExc_ValueError, e.what());
+            } catch (const vantoreceipts::UnitIoError& e) {
+                PyErr_SetString(PyExc_OSError, e.what());
             } catch (const vantoconnect::Image::Error& e) {
                 PyErr_SetString(PyExc_ValueError, e.what());
             }

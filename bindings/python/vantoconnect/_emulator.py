@@ -44,12 +44,6 @@ class PrintedReceipt:
         return not self.incomplete and not self.interleaved
 
 
-def _count(name: str, value: int) -> int:
-    if value < 0:
-        raise ValueError(f"{name} must not be negative, not {value}")
-    return value
-
-
 class Emulator:
     """A software Vanto unit listening on TCP in this process; faults can be switched while it
     runs, as with ``vanto emulate``.
@@ -91,44 +85,40 @@ class Emulator:
         check value. ``delay_ms``: every reply is delayed. ``refuse``: every connection is
         closed at once. ``drop_next``: the next N connections that carry a request are closed
         once it is read, unanswered (print data is kept; only the answer is lost).
-        ``drawer_close_after_ms``: an opened drawer closes after this (0: stays open). ``out_dir``: where receipt PNG and text files and events.jsonl go (None: nothing
+        ``drawer_close_after_ms``: an opened drawer closes after this (0: stays open).
+        ``out_dir``: where receipt PNG and text files and events.jsonl go (None: nothing
         on disk). ``keep``: receipts kept on disk and in memory (0: every file). ``bind`` and
         ``port`` (0: a free one) say where it listens. ``max_connections``: open connections
         past which the unit refuses new ones until some close, as a small unit does (8 is such a
         unit). ``render``: draw each receipt's picture (False keeps its bytes, text view and
         marks, for long runs; ``png`` is then None).
+
+        ValueError for a negative count or delay, a port outside 0...65535 or an unknown word,
+        here and from the setters below; OSError when ``out_dir`` cannot be made.
         """
-        if not 0 <= port <= 65535:
-            raise ValueError(f"port must lie in 0...65535, not {port}")
         self._out_dir = None if out_dir is None else os.fspath(out_dir)
-        self._keep = _count("keep", keep)
-        try:
-            self._unit = _native._Unit(
-                bind,
-                port,
-                self._out_dir or "",
-                self._keep,
-                _count("drawer_close_after_ms", drawer_close_after_ms),
-                printer_state,
-                _count("printer_not_ready", printer_not_ready),
-                _count("printer_error", printer_error),
-                reply,
-                _count("corrupt_crc", corrupt_crc),
-                _count("delay_ms", delay_ms),
-                refuse,
-                _count("drop_next", drop_next),
-                _count("max_connections", max_connections),
-                render,
-            )
-        except RuntimeError as error:
-            raise OSError(str(error)) from error
+        self._unit = _native._Unit(
+            bind,
+            port,
+            self._out_dir or "",
+            keep,
+            drawer_close_after_ms,
+            printer_state,
+            printer_not_ready,
+            printer_error,
+            reply,
+            corrupt_crc,
+            delay_ms,
+            refuse,
+            drop_next,
+            max_connections,
+            render,
+        )
+        self._keep = keep
 
     def start(self) -> None:
         """Starts listening; OSError when the address cannot be bound."""
-        try:
-            self._unit.start()
-        except RuntimeError as error:
-            raise OSError(str(error)) from error
+        self._unit.start()
 
     def stop(self) -> None:
         """Closes the listener and every connection; see the class's warning for the classic
@@ -140,10 +130,10 @@ class Emulator:
         ``downtime_ms``, then listens again on the same address and port. A print job cut off
         by it goes on paper at once, marked incomplete; LEDs, lights, USB power, the drawer, the
         faults and the receipts stay. Returns without waiting for the downtime; ``running`` is
-        False until the unit is back. RuntimeError when it is not started. See the class's
+        False until the unit is back. ValueError when it is not started. See the class's
         warning: the classic profile ends its process when this happens under a request.
         """
-        self._unit.restart(_count("downtime_ms", downtime_ms))
+        self._unit.restart(downtime_ms)
 
     @property
     def running(self) -> bool:
@@ -206,7 +196,7 @@ class Emulator:
 
     @printer_not_ready.setter
     def printer_not_ready(self, polls: int) -> None:
-        self._unit.set_printer_not_ready(_count("printer_not_ready", polls))
+        self._unit.set_printer_not_ready(polls)
 
     @property
     def printer_error(self) -> int:
@@ -215,7 +205,7 @@ class Emulator:
 
     @printer_error.setter
     def printer_error(self, packets: int) -> None:
-        self._unit.set_printer_error(_count("printer_error", packets))
+        self._unit.set_printer_error(packets)
 
     @property
     def reply(self) -> str:
@@ -233,7 +223,7 @@ class Emulator:
 
     @corrupt_crc.setter
     def corrupt_crc(self, replies: int) -> None:
-        self._unit.set_corrupt_crc(_count("corrupt_crc", replies))
+        self._unit.set_corrupt_crc(replies)
 
     @property
     def delay_ms(self) -> int:
@@ -242,7 +232,7 @@ class Emulator:
 
     @delay_ms.setter
     def delay_ms(self, ms: int) -> None:
-        self._unit.set_delay_ms(_count("delay_ms", ms))
+        self._unit.set_delay_ms(ms)
 
     @property
     def refuse(self) -> bool:
@@ -260,7 +250,7 @@ class Emulator:
 
     @drop_next.setter
     def drop_next(self, connections: int) -> None:
-        self._unit.set_drop_next(_count("drop_next", connections))
+        self._unit.set_drop_next(connections)
 
     @property
     def drawer_close_after_ms(self) -> int:
@@ -269,7 +259,7 @@ class Emulator:
 
     @drawer_close_after_ms.setter
     def drawer_close_after_ms(self, ms: int) -> None:
-        self._unit.set_drawer_close_after_ms(_count("drawer_close_after_ms", ms))
+        self._unit.set_drawer_close_after_ms(ms)
 
     @property
     def drawer_open(self) -> bool:
@@ -327,4 +317,4 @@ class Emulator:
     def wait_for_receipts(self, count: int, timeout: float = 10.0) -> bool:
         """Waits until ``count`` receipts have been printed since the unit was made; False when
         ``timeout`` seconds pass first."""
-        return self._unit.wait_for_receipts(_count("count", count), int(timeout * 1000))
+        return self._unit.wait_for_receipts(count, int(timeout * 1000))

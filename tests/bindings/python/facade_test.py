@@ -13,7 +13,7 @@ import vantoconnect as vc
 from conftest import eventually
 
 
-def test_drawer_opens_only_when_closed_unless_told_not_to_check(
+def test_device_requests_reach_the_unit_and_answers_come_back_as_python_values(
     unit: vc.Emulator, vanto: vc.Vanto
 ) -> None:
     assert vanto.cash_drawer_status() is vc.DrawerStatus.CLOSED
@@ -21,55 +21,33 @@ def test_drawer_opens_only_when_closed_unless_told_not_to_check(
     assert eventually(lambda: unit.drawer_open)
     assert vanto.cash_drawer_status() is vc.DrawerStatus.OPENED
     assert vanto.open_cash_drawer() is False
-    unit.close_drawer()
     assert vanto.open_cash_drawer(validate=False) is True
-    assert eventually(lambda: unit.drawer_open)
-    assert vanto.open_cash_drawer(validate=False) is True
-
-
-def test_leds_and_usb_power_reach_the_unit(unit: vc.Emulator, vanto: vc.Vanto) -> None:
-    vanto.set_diagnostic_led(vc.DiagnosticLed.PRINTER, vc.LedColor.GREEN)
     vanto.set_diagnostic_led(vc.DiagnosticLed.USB2, vc.LedColor.AMBER)
     vanto.set_cosmetic_led(vc.CosmeticColor.CYAN)
     vanto.enable_usb()
     assert eventually(
-        lambda: unit.diagnostic_leds[vc.DiagnosticLed.PRINTER] is vc.LedColor.GREEN
-        and unit.diagnostic_leds[vc.DiagnosticLed.USB2] is vc.LedColor.AMBER
+        lambda: unit.diagnostic_leds[vc.DiagnosticLed.USB2] is vc.LedColor.AMBER
         and unit.cosmetic_color is vc.CosmeticColor.CYAN
         and unit.usb_power
     )
     assert unit.diagnostic_leds[vc.DiagnosticLed.POWER] is vc.LedColor.OFF
-    vanto.disable_usb()
-    assert eventually(lambda: not unit.usb_power)
-
-
-@pytest.mark.parametrize(
-    "position, colour, reason",
-    [
-        (vc.DiagnosticLed.PED, vc.LedColor.GREEN, "0x80 or more"),
-        (5, vc.LedColor.RED, "LED position"),
-        (vc.DiagnosticLed.PRINTER, 4, "LED colour"),
-    ],
-)
-def test_led_requests_the_library_cannot_carry_are_refused(
-    vanto: vc.Vanto, position: int, colour: int, reason: str
-) -> None:
-    # Sent to the library, PED's request would stop this process.
-    with pytest.raises(ValueError, match=reason):
-        vanto.set_diagnostic_led(position, colour)  # type: ignore[arg-type]
-    with pytest.raises(ValueError, match="cosmetic colour"):
-        vanto.set_cosmetic_led(8)  # type: ignore[arg-type]
-    with pytest.raises(ValueError, match="1...65535"):
-        vanto.port = 0
-
-
-def test_printer_busy_follows_the_printers_state(unit: vc.Emulator, vanto: vc.Vanto) -> None:
-    assert vanto.printer_busy() is False
     unit.printer_not_ready = 1
     assert vanto.printer_busy() is True
     assert vanto.printer_busy() is False
-    unit.printer_state = "error"
-    assert vanto.printer_busy() is True
+
+
+def test_refusals_are_value_errors_and_a_port_in_use_is_an_os_error(
+    unit: vc.Emulator, vanto: vc.Vanto
+) -> None:
+    # Sent to the library, PED's request would stop this process.
+    with pytest.raises(ValueError, match="0x80 or more"):
+        vanto.set_diagnostic_led(vc.DiagnosticLed.PED, vc.LedColor.GREEN)
+    with pytest.raises(ValueError, match="printer_error must lie in"):
+        unit.printer_error = -1
+    with pytest.raises(ValueError, match="unknown reply mode"):
+        vc.Emulator(reply="loud")
+    with pytest.raises(OSError, match="cannot listen on"):
+        vc.Emulator(port=unit.port).start()
 
 
 def test_a_blocking_call_lets_other_python_threads_run(unit: vc.Emulator, vanto: vc.Vanto) -> None:

@@ -1,6 +1,6 @@
 """Printing against the emulated unit: the future and its report, callbacks from the library's
-threads, user code that fails there, receipts the unit refuses or the queue gives up on, many
-receipts in a row, asyncio, and a program that exits while a silent unit holds a poll."""
+threads, user code that fails there, a receipt the queue gives up on, many receipts in a row,
+asyncio, and a program that exits while a silent unit holds a poll."""
 
 import asyncio
 import pathlib
@@ -105,22 +105,6 @@ def test_a_printer_in_error_costs_the_receipt_with_printer_not_responding(
     assert (dropped.report.packets_sent, dropped.report.all_acknowledged) == (0, False)
     assert [error.kind for error in errors] == ["PRINTER_NOT_RESPONDING"] and started == []
     assert unit.receipts == []
-
-
-def test_packets_the_unit_refuses_leave_the_report_short_of_all_acknowledged(
-    unit: vc.Emulator, vanto: vc.Vanto
-) -> None:
-    # Several packets; the library tries a packet five times before it gives it up, so only
-    # the first is lost.
-    receipt = receipt_saying(*(f"line {n:02} of a receipt long enough" for n in range(70)))
-    unit.printer_error = 5
-    report = vanto.print(receipt).result(timeout=30)
-    sent = report.packets_sent
-    assert sent > 1 and (report.packets_refused, report.packets_acknowledged) == (1, sent - 1)
-    assert not report.all_acknowledged and report.end_of_job_sent
-    assert f"refused 1 of {sent} packets" in report.summary()
-    assert unit.wait_for_receipts(1)
-    assert unit.receipts[-1].incomplete
 
 
 def test_a_hundred_receipts_each_sent_when_the_last_is_reported_all_reach_the_paper(

@@ -2,7 +2,6 @@
 previews and images."""
 
 import pathlib
-from typing import Callable
 
 import pytest
 
@@ -18,47 +17,21 @@ def test_constants_carry_the_library_values() -> None:
         assert {member: int(value) for member, value in constants.__members__.items()} == values
 
 
-Refusal = Callable[[vc.Receipt], None]
-
-REFUSED_LINES = {
-    "control character": (lambda r: r.add_text("total\x1bE"), "control character U\\+001B"),
-    "price too wide": (lambda r: r.add_price("x" * 30, "y" * 14), "44 characters"),
-    "negative feed": (lambda r: r.add_feed(-1), "must lie in 0...127, not -1"),
-    "feed past a byte": (lambda r: r.add_feed(128), "must lie in 0...127, not 128"),
-    "UPC-A letters": (lambda r: r.add_barcode("CAFE42"), "11 or 12 digits"),
-    "Code 39 lower case": (
-        lambda r: r.add_barcode("cafe", type=vc.BarcodeType.CODE39),
-        "capital letters",
-    ),
-    "bar too tall": (lambda r: r.add_barcode("01234567890", height=1.0), "1...127 dots"),
-    "two characters": (lambda r: r.add_separator("=="), "exactly one character"),
-    "past one packet": (lambda r: r.add_text("x" * 1100), "at most 1024"),
-    "unknown style": (lambda r: r.add_text("x", style=16), "style"),
-}
-
-
-@pytest.mark.parametrize("refusal, reason", REFUSED_LINES.values(), ids=REFUSED_LINES.keys())
-def test_a_line_the_printer_cannot_carry_is_refused_by_number_and_not_added(
-    refusal: Refusal, reason: str
-) -> None:
+def test_a_line_the_printer_cannot_carry_is_refused_by_number_and_not_added() -> None:
+    # Every refusal is proven in the receipts layer; here, that one reaches Python as ValueError.
     receipt = vc.Receipt()
     receipt.add_text("first")
-    with pytest.raises(ValueError, match=f"^line 2: .*{reason}"):
-        refusal(receipt)
+    with pytest.raises(ValueError, match="^line 2: .*control character U\\+001B"):
+        receipt.add_text("total\x1bE")
     assert len(receipt) == 1
     receipt.add_feed(1)
     assert len(receipt) == 2
 
 
-def test_receipt_settings_are_checked_and_kept() -> None:
-    with pytest.raises(ValueError, match="header_feed"):
-        vc.Receipt(header_feed=-1)
+def test_receipt_settings_are_kept_and_refused_by_their_names() -> None:
     receipt = vc.Receipt(cut=vc.CutType.PARTIAL, footer_feed=4)
-    assert receipt.cut is vc.CutType.PARTIAL
     with pytest.raises(ValueError, match="footer_feed"):
         receipt.footer_feed = 128
-    with pytest.raises(ValueError, match="cut"):
-        receipt.cut = 2  # type: ignore[assignment]
     assert (receipt.cut, receipt.header_feed, receipt.footer_feed) == (vc.CutType.PARTIAL, 0, 4)
 
 
@@ -114,11 +87,5 @@ def test_images_come_from_files_and_bytes_within_the_limits(tmp_path: pathlib.Pa
     (tmp_path / "logo.png").write_bytes(png)
     for image in (vc.Image.from_bytes(memoryview(png)), vc.Image.from_file(tmp_path / "logo.png")):
         assert image.width == 576 and image.height > 0
-    with pytest.raises(ValueError, match="not an image"):
-        vc.Image.from_bytes(b"GIF89a but not really")
-    with pytest.raises(ValueError, match="4 bytes a pixel"):
-        vc.Image.from_rgba(2, 2, bytes(15))
-    with pytest.raises(ValueError, match="8192"):
-        vc.Image.from_rgba(8193, 1, bytes(4 * 8193))
     with pytest.raises(ValueError, match="no image file"):
         vc.Image.from_file(tmp_path / "absent.png")

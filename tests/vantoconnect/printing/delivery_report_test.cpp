@@ -7,9 +7,10 @@
 #include <vector>
 
 #include "tests/support/ConsoleCapture.hpp"
+#include "tests/support/Managers.hpp"
 #include "tests/support/QuickPrinterQueue.hpp"
 #include "tests/support/RecordingCallback.hpp"
-#include "tests/vantoconnect/devices/DeviceTestSupport.hpp"
+#include "tests/support/UnitFrames.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/VantoDeliveryReport.hpp"
 #include "vantoconnect/VantoError.hpp"
@@ -58,7 +59,7 @@ class DeliveryReportTest : public ::testing::Test {
   protected:
     ConsoleCapture console;
     FakeUnit unit;
-    std::shared_ptr<QuickConnectionManager> manager = managerFor(unit.port());
+    std::shared_ptr<PausingManager> manager = managerFor(unit.port());
     PrinterQueue queue{std::make_shared<VantoPrinterController>(manager)};
     QuickPrinterQueue quick;
 };

@@ -3,7 +3,9 @@
 #include <memory>
 #include <vector>
 
-#include "tests/vantoconnect/devices/DeviceTestSupport.hpp"
+#include "tests/support/Managers.hpp"
+#include "tests/support/RecordingCallback.hpp"
+#include "tests/support/UnitFrames.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
 #include "vantoconnect/support/Fatal.hpp"
 

@@ -10,16 +10,16 @@
 #include <vector>
 
 #include "tests/support/ConsoleCapture.hpp"
+#include "tests/support/Managers.hpp"
 #include "tests/support/QuickPrinterQueue.hpp"
+#include "tests/support/Receipts.hpp"
 #include "tests/support/RecordingCallback.hpp"
-#include "tests/vantoconnect/devices/DeviceTestSupport.hpp"
+#include "tests/support/UnitFrames.hpp"
 #include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/ReceiptComposer.hpp"
 #include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
-#include "vantoconnect/VantoReceipt.hpp"
-#include "vantoconnect/VantoReceiptTextLine.hpp"
 #include "vantoconnect/support/Fatal.hpp"
 #include "vantoconnect/support/TimerLoop.hpp"
 
@@ -28,12 +28,6 @@ namespace {
 
 using Events = std::vector<std::string>;
 const std::string GAVE_UP = "error PRINTER_NOT_RESPONDING";
-
-std::shared_ptr<VantoReceipt> receiptSaying(const std::string& text) {
-    auto receipt = std::make_shared<VantoReceipt>();
-    receipt->addLine(std::make_shared<VantoReceiptTextLine>(text, 0, 0, 0));
-    return receipt;
-}
 
 // A printer whose status query cannot even be asked. Were its receipt printed all the same, the
 // callback would hear of the start.
@@ -60,7 +54,7 @@ class PrinterQueueTest : public ::testing::Test {
 
     ConsoleCapture console;
     FakeUnit unit;
-    std::shared_ptr<QuickConnectionManager> manager = managerFor(unit.port());
+    std::shared_ptr<PausingManager> manager = managerFor(unit.port());
     PrinterQueue queue{std::make_shared<VantoPrinterController>(manager)};
     QuickPrinterQueue quick;
 };
@@ -94,6 +88,27 @@ TEST_F(PrinterQueueTest, BusyPrinterCostsTheHeadReceiptAtTheThirtyFirstPoll) {
     EXPECT_EQ(unit.requestCount(), 62u);
     EXPECT_EQ(console.count("Printer error: PRINTER_NOT_RESPONDING"), 2u);
     EXPECT_EQ(console.count("Printer started"), 0u);
+}
+
+TEST_F(PrinterQueueTest, TheFacadePrintsWithoutACallback) {
+    unit.script(FakeUnit::Reply::bytes(PRINTER_READY));
+    unit.setDefaultReply(FakeUnit::Reply::bytes(PRINT_ACKNOWLEDGED));
+    Vanto vanto;
+    aimAt(*vanto.getConnectionManager(), unit.port());
+    vanto.print(receiptSaying("no callback"));
+    ASSERT_TRUE(unit.waitForRequests(3));
+    ASSERT_TRUE(PrinterQueue::resetForTesting());
+    EXPECT_EQ(unit.received(2), END_OF_JOB);
+}
+
+TEST_F(PrinterQueueTest, ThirtyBusyPollsAreWaitedOut) {
+    for (int poll = 0; poll < 30; ++poll) {
+        unit.script(FakeUnit::Reply::bytes(PRINTER_NOT_READY));
+    }
+    unit.script(FakeUnit::Reply::bytes(PRINTER_READY));
+    unit.setDefaultReply(FakeUnit::Reply::bytes(PRINT_ACKNOWLEDGED));
+    EXPECT_EQ(print("patience", 2), (Events{"started 127.0.0.1", "completed 127.0.0.1"}));
+    EXPECT_EQ(console.count("Rescheduling printing of remaining receipts: 1"), 30u);
 }
 
 TEST_F(PrinterQueueTest, UnavailablePollsAccumulateUntilAGiveUp) {
@@ -195,18 +210,6 @@ TEST_F(PrinterQueueTest, GiveUpsDropReceiptsInSubmissionOrderWhileOthersArrive) 
             ASSERT_EQ(callback->events().size(), 1u);
         }
     }
-}
-
-TEST_F(PrinterQueueTest, PrintWithoutCallbackStillPrints) {
-    unit.script(FakeUnit::Reply::bytes(PRINTER_READY));
-    unit.setDefaultReply(FakeUnit::Reply::bytes(PRINT_ACKNOWLEDGED));
-    Vanto vanto;
-    aimAt(*vanto.getConnectionManager(), unit.port());
-    vanto.print(receiptSaying("no callback"));
-    ASSERT_TRUE(unit.waitForRequests(3));
-    ASSERT_TRUE(PrinterQueue::resetForTesting());
-    EXPECT_EQ(unit.received(2), END_OF_JOB);
-    EXPECT_EQ(console.count("Printer started"), 1u);
 }
 
 }  // namespace

