@@ -55,7 +55,7 @@ class Cli : public ::testing::Test {
     void TearDown() override { unit->stop(); }
 
     vantoconnect::testing::Finished vanto(std::vector<std::string> args) {
-        return runProgram(VANTO_CLI_PATH, std::move(args));
+        return runProgram(VANTO_CLI_PATH, std::move(args), scratch);
     }
     vantoconnect::testing::Finished run(std::vector<std::string> args, bool withUnit = true) {
         if (withUnit) {
