@@ -56,7 +56,7 @@ std::string VantoDeliveryReport::summary() const {
     }
     if (packetsNotSent > 0) {
         parts.push_back(std::to_string(packetsNotSent) + of +
-                        " packets could not be sent (no connection)");
+                        " packets never reached the unit");
     }
     if (!endOfJobSent) {
         parts.push_back("the end of the job could not be sent");

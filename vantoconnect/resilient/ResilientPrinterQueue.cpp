@@ -206,15 +206,18 @@ void ResilientPrinterQueue::State::serve(std::uint64_t headId) {
             return;
         }
         ++unavailable;
+        if (unavailable <= options.maxUnavailablePolls && Clock::now() < limit) {
+            wake.wait_until(lock, std::min(Clock::now() + options.pollInterval, limit),
+                            [&] { return closing || !headIs(headId); });
+            if (closing || !headIs(headId)) {
+                return;
+            }
+        }
+        // A poll made with no time left could only fail: the wait ends here instead.
         if (unavailable > options.maxUnavailablePolls || Clock::now() >= limit) {
             Job job = takeHead();
             lock.unlock();
             giveUp(job);
-            return;
-        }
-        wake.wait_until(lock, std::min(Clock::now() + options.pollInterval, limit),
-                        [&] { return closing || !headIs(headId); });
-        if (closing || !headIs(headId)) {
             return;
         }
     }

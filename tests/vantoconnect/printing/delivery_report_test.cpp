@@ -135,7 +135,7 @@ TEST_F(DeliveryReportTest, UnreachableUnitAndDroppedReceiptAreNeverCalledPrinted
     EXPECT_EQ(gone->events(3), (Events{"started 127.0.0.1", "completed 127.0.0.1",
                                        "report 0/0/0/2 of 2, end not sent"}));
     EXPECT_EQ(gone->reports().at(0).summary(),
-              "2 of 2 packets could not be sent (no connection), the end of the job could not be "
+              "2 of 2 packets never reached the unit, the end of the job could not be "
               "sent; the receipt is incomplete");
     ASSERT_TRUE(PrinterQueue::resetForTesting());
 
