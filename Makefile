@@ -13,8 +13,9 @@
 #                   command-line cases that draw whole receipts in a child process, all of
 #                   which run minutes there, and the
 #                   dashboard's browser suite, whose 2-second gallery check needs full speed)
-#   make soak       the long runs (1000-receipt soak, emulator memory, printer-queue bursts),
-#                   optimised build, one at a time
+#   make soak       the long runs (a shop's week through the Python package, the 1000-receipt
+#                   fault soak, emulator memory, printer-queue bursts), optimised build, one at
+#                   a time
 #   make bench      Google Benchmark programs, optimised build, then the Python and Node.js
 #                   packages against receiptline (installed with npm at benchmark time)
 #   make dashboard-screenshot
@@ -92,7 +93,7 @@ tsan: deps
 # Optimised and without sanitizers, so the long runs measure the product itself.
 soak: deps
 	$(CMAKE) -S . -B build/soak $(LAUNCHER) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-		-DVANTO_BUILD_BENCH=ON -DVANTO_BUILD_C_API=OFF -DVANTO_BUILD_PYTHON=OFF
+		-DVANTO_BUILD_BENCH=ON -DVANTO_BUILD_C_API=OFF -DVANTO_BUILD_PYTHON=ON
 	$(CMAKE) --build build/soak -j $(JOBS)
 	ctest --test-dir build/soak --output-on-failure -L soak
 
