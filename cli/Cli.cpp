@@ -167,8 +167,10 @@ int Cli::run(int argc, char** argv) {
 
     EmulateCommand::addTo(app, action, verbose);
 
-    auto* print = app.add_subcommand(
-        "print", "print receipt files (JSON) on a unit, each after the previous one has completed");
+    auto* print =
+        app.add_subcommand("print",
+                           "print receipt files (JSON) on a unit, one after another, each reported "
+                           "delivered only when the unit acknowledged all of it");
     std::vector<std::string> receiptFiles;
     print->add_option("FILE.json", receiptFiles, "the receipts, printed in this order")->required();
     addUnitOptions(*print, unit);

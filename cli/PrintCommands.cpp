@@ -66,14 +66,23 @@ class JobProgress : public VantoPrinterCallback, public VantoDeliveryListener {
         if (line == "Adding a new receipt...") {
             queued();
         } else if (line == "Printer says: ACKNOWLEDGED") {
-            const int acknowledged = ++mAcknowledged;
-            say("packet " + std::to_string(acknowledged) + " of " + std::to_string(mJob.packets) +
+            ++mAcknowledged;
+            mRefusals = 0;
+            say("packet " + std::to_string(position()) + " of " + std::to_string(mJob.packets) +
                 " acknowledged");
             mWatchdog.saw(awaiting());
         } else if (line == "Printer says: IS NOT OK!") {
-            say("the printer refused packet " + std::to_string(mAcknowledged + 1) +
-                (mClassic ? "; the library resends it"
-                          : "; the library tries each packet up to 5 times"));
+            // Each packet gets five attempts; after the fifth refusal the classic library goes
+            // on with the next packet, the resilient one stops the receipt.
+            const bool last = ++mRefusals == 5;
+            say("the printer refused packet " + std::to_string(position() + 1) +
+                (!last      ? "; the library tries it again"
+                 : mClassic ? " five times; the library goes on without it"
+                            : " five times"));
+            if (last) {
+                mRefusals = 0;
+                ++mGivenUp;
+            }
         } else if (mClassic) {
             onClassicLine(line);
         } else {
@@ -95,6 +104,9 @@ class JobProgress : public VantoPrinterCallback, public VantoDeliveryListener {
     }
 
   private:
+    // Packets done with, acknowledged or given up: the last one's position in the receipt.
+    int position() const { return mAcknowledged + mGivenUp; }
+
     // The resilient queue may start a receipt before the line that says it was queued comes
     // from the submitting thread; whichever comes first says it, and the rest wait until it has.
     void queued() {
@@ -108,10 +120,10 @@ class JobProgress : public VantoPrinterCallback, public VantoDeliveryListener {
     void onClassicLine(std::string_view line) {
         if (line.starts_with("MESSAGE NOT ACKNOWLEDGED. ")) {
             say("unexpected answer from the unit; the library waits 200 s before resending");
-            mWatchdog.note(
-                "the unit at " + mAddress + " gave an answer nobody understands to packet " +
-                std::to_string(mAcknowledged + 1) + " of " + std::to_string(mJob.packets) +
-                " and the library pauses 200 s before each resend");
+            mWatchdog.note("the unit at " + mAddress +
+                           " gave an answer nobody understands to packet " +
+                           std::to_string(position() + 1) + " of " + std::to_string(mJob.packets) +
+                           " and the library pauses 200 s before each resend");
         } else if (line.starts_with("Rescheduling printing of remaining receipts: ")) {
             busy();
         }
@@ -158,10 +170,10 @@ class JobProgress : public VantoPrinterCallback, public VantoDeliveryListener {
 
     std::string awaiting() const {
         const int acknowledged = mAcknowledged;
-        if (acknowledged >= mJob.packets) {
+        if (position() >= mJob.packets) {
             return "after the last of " + std::to_string(mJob.packets) + " packets";
         }
-        return "to packet " + std::to_string(acknowledged + 1) + " of " +
+        return "to packet " + std::to_string(position() + 1) + " of " +
                std::to_string(mJob.packets) + " (" + std::to_string(acknowledged) +
                " acknowledged)";
     }
@@ -178,6 +190,9 @@ class JobProgress : public VantoPrinterCallback, public VantoDeliveryListener {
     Watchdog& mWatchdog;
     std::mutex mMutex;
     std::atomic<int> mAcknowledged{0};
+    // Packets the printer refused five times: the classic library goes on past them.
+    std::atomic<int> mGivenUp{0};
+    std::atomic<int> mRefusals{0};
     std::atomic<bool> mStarted{false};
     std::once_flag mQueued;
     std::optional<VantoError> mError;

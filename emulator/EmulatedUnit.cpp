@@ -71,6 +71,8 @@ struct EmulatedUnit::Parts {
             dashboard.reset();
         }
         server.stop();
+        // A job half received goes on paper as it stands, as a restart puts it.
+        unit.stopped();
         // Let rendering already queued finish, so every received job has its files.
         pipeline.drain();
     }

@@ -16,9 +16,9 @@ struct PrintJob {
     std::size_t packets = 0;
     // Some of the job never arrived: a tag was skipped, the job was cut off before its end came
     // (its sender fell silent or began another job, or the unit restarted), or the end came
-    // with nothing before it. Neither mark set means only that the packets came from the first
-    // tag on, unbroken, and an end closed them: a sender that gave up halfway and then sent the
-    // end leaves a job that looks whole.
+    // with nothing before it, or it ended without the cut every receipt ends with (its sender
+    // gave up halfway and still sent the end). Neither mark set means that the packets came
+    // from the first tag on, unbroken, ending with a cut, and an end closed them.
     bool incomplete = false;
     // Packets of another job from the same address arrived while this one was open, and the
     // tags alone cannot say for certain which job each of them belonged to.

@@ -293,6 +293,10 @@ void PrintJobCollector::statusQuery(const std::string& address) {
 }
 
 std::vector<PrintJob> PrintJobCollector::restart() {
+    return cutOff("cut off: the unit restarted before the end of the job came");
+}
+
+std::vector<PrintJob> PrintJobCollector::cutOff(const std::string& why) {
     std::vector<PrintJob> finished;
     std::vector<std::pair<std::uint64_t, PrintJob>> cutOff;
     for (auto& [address, sender] : mOpen) {
@@ -303,7 +307,7 @@ std::vector<PrintJob> PrintJobCollector::restart() {
             markOverlaps(sender.jobs, open);
         }
         for (auto& open : sender.jobs) {
-            open.job.markIncomplete("cut off: the unit restarted before the end of the job came");
+            open.job.markIncomplete(why);
             cutOff.emplace_back(open.firstSeq, std::move(open.job));
         }
     }

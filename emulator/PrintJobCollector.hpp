@@ -73,6 +73,8 @@ class PrintJobCollector {
     // END_WAIT would have them, and every job still open is finished as incomplete, in the
     // order the jobs began. Nothing of them is remembered afterwards.
     std::vector<PrintJob> restart();
+    // The same for any end of the unit's listening (it stops): `why` is the note they carry.
+    std::vector<PrintJob> cutOff(const std::string& why);
 
     // The library sends the next packet within milliseconds of an acknowledgement.
     static constexpr std::chrono::seconds END_WAIT{2};

@@ -1,5 +1,6 @@
 #include "emulator/ReceiptPipeline.hpp"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -56,10 +57,22 @@ void ReceiptPipeline::finish(PrintJob job, int number) {
     receipt.number = number;
     receipt.printedAt = std::chrono::system_clock::now();
     receipt.packets = job.packets;
+    const PrinterDocument document = PrinterInterpreter::interpret(job.bytes);
+    // Every receipt the library composes ends with its cut: a job that ends before one was cut
+    // short by its sender (who gave up and still ended the job), however whole its tags look.
+    // The printer's configuration page is a job without a cut of its own.
+    const auto& elements = document.elements;
+    const bool cut = !elements.empty() && std::holds_alternative<Cut>(elements.back());
+    const bool configPage = std::any_of(elements.begin(), elements.end(), [](const auto& e) {
+        return std::holds_alternative<ConfigPage>(e);
+    });
+    if (!cut && !configPage && !job.incomplete && !job.bytes.empty()) {
+        job.markIncomplete("no cut: the job ended before its receipt's cut");
+    }
     receipt.incomplete = job.incomplete;
     receipt.interleaved = job.interleaved;
     receipt.notes = std::move(job.notes);
-    receipt.document = PrinterInterpreter::interpret(job.bytes);
+    receipt.document = document;
     receipt.bytes = std::move(job.bytes);
     for (const auto& issue : receipt.document.issues) {
         mLog.record("printer_issue",

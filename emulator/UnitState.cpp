@@ -308,6 +308,15 @@ void UnitState::restarted() {
     finishJobs(std::move(finished));
 }
 
+void UnitState::stopped() {
+    std::vector<PrintJob> finished;
+    {
+        std::lock_guard lock(mMutex);
+        finished = mJobs.cutOff("cut off: the unit stopped before the end of the job came");
+    }
+    finishJobs(std::move(finished));
+}
+
 std::chrono::milliseconds UnitState::jobIdleGap() const {
     std::lock_guard lock(mMutex);
     return mJobs.idleGap();

@@ -61,6 +61,8 @@ class UnitState {
     // What a reboot does to the unit: every open job goes on paper at once as it stands, since
     // the rest of it can never come. The output lines, the drawer and the faults are kept.
     void restarted();
+    // When it stops listening for good: the same for its open jobs, so nothing received is lost.
+    void stopped();
     std::chrono::milliseconds jobIdleGap() const;
     void setJobIdleGap(std::chrono::milliseconds gap);
 

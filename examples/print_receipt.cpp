@@ -34,7 +34,7 @@ class WaitingCallback : public VantoPrinterCallback, public VantoDeliveryListene
     // In this profile: every packet acknowledged. The report below says the same, with counts.
     void onPrinterCompleted(const std::string& /*ipAddress*/) override {}
     void onPrinterError(const VantoError& error) override {
-        std::cerr << "not printed: " << error.description() << '\n';
+        std::cerr << "not delivered: " << error.description() << '\n';
     }
     void onDeliveryReport(const VantoDeliveryReport& report) override {
         std::lock_guard lock(mMutex);

@@ -24,7 +24,7 @@ packages=(
     ccache
     abigail-tools
     mono-devel
-    nodejs ccache
+    nodejs
 )
 
 missing=()

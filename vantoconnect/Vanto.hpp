@@ -80,7 +80,8 @@ class Vanto {
     // Same as openCashDrawer(true).
     bool openCashDrawer();
     // When validating, sends the open pulse only if the drawer reads closed; a failing status
-    // read throws and sends nothing. True when the pulse was sent (not that the drawer moved).
+    // read throws and sends nothing. True when the pulse was handed to the connection's queue (not
+    // that it reached the unit, nor that the drawer moved: read the status again to know).
     bool openCashDrawer(bool validateCashDrawerStatus);
 
     // position: a VantoDiagnosticLEDS value; colour: an LED_ value of VantoColorCodes.
@@ -92,11 +93,14 @@ class Vanto {
     bool printerBusy();
 
     // Queues the receipt and returns at once; the outcome arrives only through the callback.
-    // An absent callback is allowed. The queue keeps the receipt object itself, not a copy.
+    // An absent callback is allowed.
     //
-    // onPrinterCompleted means that the connection's work queue has got through the receipt's
-    // messages, not that the unit took them: a unit that refused every packet still completes.
-    // To know, use the overload below.
+    // Classic: the queue keeps the receipt object itself, not a copy, and onPrinterCompleted
+    // means that the connection's work queue has got through the receipt's messages, not that
+    // the unit took them: a unit that refused every packet still completes. To know, use the
+    // overload below. Resilient: the receipt is composed now (later changes are not printed; one
+    // the composer cannot take throws FatalError here), and onPrinterCompleted comes only when
+    // every packet was acknowledged; otherwise onPrinterError says why.
     void print(std::shared_ptr<VantoReceipt> receipt,
                std::shared_ptr<VantoPrinterCallback> callback);
     void print(std::shared_ptr<VantoReceipt> receipt);

@@ -55,8 +55,7 @@ std::string VantoDeliveryReport::summary() const {
                         " packets went out but no answer came (they may have printed)");
     }
     if (packetsNotSent > 0) {
-        parts.push_back(std::to_string(packetsNotSent) + of +
-                        " packets never reached the unit");
+        parts.push_back(std::to_string(packetsNotSent) + of + " packets never reached the unit");
     }
     if (!endOfJobSent) {
         parts.push_back("the end of the job could not be sent");
@@ -65,7 +64,10 @@ std::string VantoDeliveryReport::summary() const {
     for (const std::string& part : parts) {
         line += (line.empty() ? "" : ", ") + part;
     }
-    return line + "; the receipt is incomplete";
+    // Refused packets and packets that never left are missing for certain; one whose answer was
+    // lost, or not understood, may well be on paper.
+    const bool missing = packetsRefused > 0 || packetsNotSent > 0;
+    return line + (missing ? "; the receipt is incomplete" : "; the receipt may be incomplete");
 }
 
 }  // namespace vantoconnect

@@ -18,7 +18,8 @@ namespace vantoconnect {
 struct WriteOutcome;
 
 struct VantoDeliveryReport {
-    // Given when the receipt is submitted: 1, 2, 3, ... for the life of the process.
+    // Given when the receipt is submitted: 1, 2, 3, ... for the life of the process (resilient
+    // profile: for the facade).
     std::uint64_t receiptId = 0;
     // Data packets of the receipt handed to the connection (0 when it was dropped unprinted).
     std::int64_t packetsSent = 0;
@@ -29,7 +30,9 @@ struct VantoDeliveryReport {
     // Went out, but the connection closed or fell silent before the unit answered: the printer
     // may hold them. Only the resilient profile, whose reads end, counts these.
     std::int64_t packetsUnanswered = 0;
-    // The end-of-job message reached a connection (it is never acknowledged by the unit).
+    // The end-of-job message reached a connection (it is never acknowledged by the unit). The
+    // resilient profile also waits for the unit to close that connection in order, which it does
+    // only after reading the message; a unit that resets it instead has not ended the job.
     bool endOfJobSent = false;
     // Every data packet acknowledged and the end of job sent: the whole receipt reached the
     // printer. It is the only state in which an application should call the receipt printed.

@@ -36,7 +36,7 @@ async function main() {
         console.log(`receipt ${report.receiptId} delivered: ${report.summary}`);
         return 0;
     } catch (error) {
-        console.error(`not printed: ${error.message}`);
+        console.error(`not delivered: ${error.message}`);
         return 1;
     } finally {
         await vanto.close();

@@ -44,7 +44,7 @@ def main() -> int:
             print(f"receipt {error.report.receipt_id} not delivered in full: "
                   f"{error.report.summary()}", file=sys.stderr)
         else:
-            print(f"not printed: {error}", file=sys.stderr)
+            print(f"not delivered: {error}", file=sys.stderr)
         return 1
     except TimeoutError:
         print("no delivery report within 300 s; the receipt may be incomplete", file=sys.stderr)

@@ -290,9 +290,13 @@ TEST_F(EmulatedUnitTest, ARestartClosesEverythingRefusesConnectsAndComesBackOnTh
     ASSERT_TRUE(unit->waitForEvents("restarted", 1, 5s));
     EXPECT_EQ(unit->port(), port);
     EXPECT_EQ(unit->snapshot().diagnosticLed(8), 3);
-    printJob("next\n");
+    printJob("next\n\x1bi");
     ASSERT_TRUE(unit->waitForReceipts(2, 60s));
     EXPECT_EQ(unit->receipts().at(1).marks(), "complete");
+    // Whole tags without the cut every receipt ends with: its sender gave up and ended it.
+    printJob("half a recei");
+    ASSERT_TRUE(unit->waitForReceipts(3, 60s));
+    EXPECT_EQ(unit->receipts().at(2).notes.back(), "no cut: the job ended before its receipt's cut");
     unit->stop();
     EXPECT_THROW(unit->restart(0ms), std::logic_error);
 }
@@ -303,12 +307,13 @@ TEST_F(EmulatedUnitTest, DroppedConnectionsTakeTheRequestAndLoseOnlyTheAnswer) {
     EXPECT_EQ(unit->snapshot().faults.dropConnections, 0);
     // The packet whose answer was lost is in the job: the sender's resend is not printed twice.
     EXPECT_EQ(classify(exchange(toPrinter({'a', 0x0A}, 1))), Response::PRINT_ACKNOWLEDGED);
-    EXPECT_EQ(classify(exchange(toPrinter({'b', 0x0A}, 2))), Response::PRINT_ACKNOWLEDGED);
+    EXPECT_EQ(classify(exchange(toPrinter({'b', 0x0A, 0x1B, 0x69}, 2))),
+              Response::PRINT_ACKNOWLEDGED);
     auto end = connectTo(*unit);
     end->send(toPrinter({0x00}, 0));
     ASSERT_TRUE(unit->waitForReceipts(1, 60s));
     const auto receipt = unit->receipts().at(0);
-    EXPECT_EQ(std::string(receipt.bytes.begin(), receipt.bytes.end()), "a\nb\n");
+    EXPECT_EQ(std::string(receipt.bytes.begin(), receipt.bytes.end()), "a\nb\n\x1bi");
     EXPECT_EQ(receipt.marks(), "complete");
     EXPECT_EQ(disconnects("dropped once the request was read"), 1u);
 }

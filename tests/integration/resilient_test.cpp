@@ -275,6 +275,27 @@ TEST_F(Resilient, ClosingNeverWaitsOnTheUnitAndLinesGoOnlyToTheLog) {
     EXPECT_TRUE(console.lines().empty()) << console.lines().front();
 }
 
+// Behind a unit that says nothing, the queued receipts are all reported within the wait limit,
+// not one limit after another.
+TEST_F(Resilient, AQueueBehindASilentUnitIsReportedWithinOneLimit) {
+    auto& unit = startUnit();
+    unit.setReplyMode(ReplyMode::Silent);
+    auto options = optionsFor(unit);
+    options.readTimeout = 100ms;
+    options.waitLimit = 600ms;
+    Vanto vanto(options);
+    std::vector<std::shared_ptr<RecordingCallback>> callbacks;
+    const auto start = Clock::now();
+    for (int k = 0; k < 4; ++k) {
+        callbacks.push_back(std::make_shared<RecordingCallback>());
+        vanto.print(receiptSaying("queued"), callbacks.back(), callbacks.back());
+    }
+    for (const auto& callback : callbacks) {
+        EXPECT_EQ(reported(*callback).front(), "error PRINTER_NOT_RESPONDING");
+    }
+    EXPECT_LT(Clock::now() - start, 1500ms);
+}
+
 // A unit that reboots in the middle of receipts, whenever it falls: every receipt reported
 // delivered is on paper whole and as composed, the one cut off is reported not delivered, and
 // the next receipt prints once the unit is back.

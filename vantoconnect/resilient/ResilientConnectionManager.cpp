@@ -1,6 +1,7 @@
 #include "vantoconnect/resilient/ResilientConnectionManager.hpp"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -52,6 +53,49 @@ bool holdsType(const UBytes& bytes, std::int8_t type) {
     return false;
 }
 
+// How the printer answered a data packet tagged `tag`: a switch-data command refuses it, a
+// switch-data response with its tag takes it; nothing else answers it (an acknowledgement of
+// another kind, or of another packet, is not this packet's).
+enum class PrintVerdict { Taken, Refused, Other };
+
+PrintVerdict printVerdict(const UBytes& answer, std::int8_t tag) {
+    bool taken = false;
+    for (const ByteLump& frame : framesIn(answer)) {
+        if (frame.payload.size() < 4) {
+            continue;
+        }
+        const ORBAMessage message(frame.payload);
+        if (message.getType() != ORBAMessage::SWITCHDATA) {
+            continue;
+        }
+        if (message.isCommand()) {
+            return PrintVerdict::Refused;
+        }
+        taken = taken || message.getTag() == tag;
+    }
+    return taken ? PrintVerdict::Taken : PrintVerdict::Other;
+}
+
+// The tag of a request that carries print data: the one its acknowledgement must carry.
+std::optional<std::int8_t> printTag(const Bytes& request) {
+    for (const ByteLump& frame : framesIn(toUnsignedBytes(request))) {
+        if (frame.payload.size() >= 4) {
+            const ORBAMessage message(frame.payload);
+            if (message.getType() == ORBAMessage::SWITCHDATA && message.getTag() != 0) {
+                return message.getTag();
+            }
+        }
+    }
+    return std::nullopt;
+}
+
+// A frame too short for a message header, which the controllers would stop the process on.
+bool holdsStub(const UBytes& bytes) {
+    const auto frames = framesIn(bytes);
+    return std::any_of(frames.begin(), frames.end(),
+                       [](const ByteLump& frame) { return frame.payload.size() < 4; });
+}
+
 bool reachedUnit(Status status) {
     return status == Status::Ok || status == Status::Closed || status == Status::TimedOut;
 }
@@ -68,6 +112,7 @@ ResilientConnectionManager::ResilientConnectionManager(const ResilientOptions& o
                                        : options.address),
       mPort(options.port),
       mStatus(GenericConnectionManager::STATUS_NOT_INITIALISED),
+      mLastAnswer(Clock::now().time_since_epoch().count()),
       mQueue("com.vantoconnect.resilient.pool") {}
 
 ResilientConnectionManager::~ResilientConnectionManager() {
@@ -148,6 +193,14 @@ Bytes ResilientConnectionManager::writeAndResponseRaw(const Bytes& buffer,
         if (status != Status::Ok) {
             break;
         }
+        if (holdsStub(received)) {
+            note(Answer{});
+            const std::string failure = "the unit at " + peer() +
+                                        " answered with a frame too "
+                                        "short to be a message";
+            mLog->line(failure);
+            throw VantoError::GENERIC(failure);
+        }
         if (holdsType(received, packageExpected)) {
             note(Answer{});
             return toSignedBytes(received);
@@ -182,9 +235,18 @@ ResilientConnectionManager::Answer ResilientConnectionManager::exchange(
     if (answer.status == Status::Ok) {
         answer.status = socket.send(toUnsignedBytes(frame),
                                     std::min(deadline, Clock::now() + mOptions.connectTimeout));
+        answer.sent = answer.status == Status::Ok;
+    }
+    if (answer.status == Status::Ok && !wantAnswer) {
+        // Nothing answers it; a unit that closes in order read it first. One that keeps the
+        // connection open is given the benefit of the doubt after a moment.
+        answer.status = socket.awaitClose(std::min(deadline, Clock::now() + REST_OF_ANSWER));
+        if (answer.status == Status::TimedOut) {
+            answer.status = Status::Ok;
+        }
     }
     if (answer.status == Status::Ok && wantAnswer) {
-        UBytes bytes;
+        UBytes& bytes = answer.bytes;
         const auto readFrom = Clock::now();
         const auto readBy = std::min(deadline, readFrom + mOptions.readTimeout);
         answer.status = readAnswer(socket, bytes, readBy);
@@ -220,45 +282,52 @@ UnitSocket::Status ResilientConnectionManager::readAnswer(UnitSocket& socket, UB
 WriteOutcome ResilientConnectionManager::deliver(const Bytes& frame, bool wantAcknowledgement,
                                                  bool retryUnreached) {
     const ConsoleRedirect lines(&mLog->consoleSink());
+    const std::optional<std::int8_t> tag = wantAcknowledgement ? printTag(frame) : std::nullopt;
     WriteOutcome outcome;
     for (int attempt = 1; attempt <= ATTEMPTS; ++attempt) {
         const Answer answer = exchange(frame, wantAcknowledgement, Clock::time_point::max());
-        if (answer.status == Status::Ok &&
-            (!wantAcknowledgement || ResponseMatcher().isAcknowledged(answer.response))) {
-            if (wantAcknowledgement) {
-                mLog->line("Printer says: ACKNOWLEDGED");
-            }
-            outcome.delivered = true;
-            outcome.failure.clear();
-            return outcome;
-        }
-        if (answer.status == Status::Ok &&
-            answer.response == VantoMessageResponse::ERROR_PRINTER_NOT_OK) {
-            // The printer said no, so it did not print it: ask again at once.
-            ++outcome.refused;
-            outcome.failure = "the printer at " + peer() + " refused the packet (printer error)";
-            mLog->line("Printer says: IS NOT OK!");
-            continue;
-        }
         if (answer.status == Status::Ok) {
+            const PrintVerdict verdict =
+                !wantAcknowledgement ? PrintVerdict::Taken
+                : tag                ? printVerdict(answer.bytes, *tag)
+                : ResponseMatcher().isAcknowledged(answer.response) ? PrintVerdict::Taken
+                : answer.response == VantoMessageResponse::ERROR_PRINTER_NOT_OK
+                    ? PrintVerdict::Refused
+                    : PrintVerdict::Other;
+            if (verdict == PrintVerdict::Taken) {
+                if (wantAcknowledgement) {
+                    mLog->line("Printer says: ACKNOWLEDGED");
+                }
+                outcome.delivered = true;
+                outcome.failure.clear();
+                return outcome;
+            }
+            if (verdict == PrintVerdict::Refused) {
+                // The printer said no, so it did not print it: ask again at once.
+                ++outcome.refused;
+                outcome.failure =
+                    "the printer at " + peer() + " refused the packet (printer error)";
+                mLog->line("Printer says: IS NOT OK!");
+                continue;
+            }
             ++outcome.unrecognised;
             outcome.failure = "the unit at " + peer() + " answered with something unrecognised";
             mLog->line(outcome.failure);
             return outcome;
         }
         outcome.failure = answer.failure;
-        if (answer.status == Status::Stopped) {
-            return outcome;
+        if (answer.status != Status::Stopped) {
+            mLog->line(answer.failure);
         }
-        mLog->line(answer.failure);
-        if (reachedUnit(answer.status)) {
-            // It went out and the answer was lost: the unit may have acted on it, and a packet
-            // sent twice prints twice.
+        if (answer.sent) {
+            // It went out and the answer was lost (or the facade closed under it): the unit
+            // may have acted on it, and a packet sent twice prints twice.
             ++outcome.unanswered;
             return outcome;
         }
         // Nothing reached the unit: trying again cannot print anything twice.
-        if (!retryUnreached || attempt == ATTEMPTS || mStop->waitFor(retryPause(attempt + 1))) {
+        if (answer.status == Status::Stopped || !retryUnreached || attempt == ATTEMPTS ||
+            mStop->waitFor(retryPause(attempt + 1))) {
             return outcome;
         }
     }
@@ -268,6 +337,9 @@ WriteOutcome ResilientConnectionManager::deliver(const Bytes& frame, bool wantAc
 void ResilientConnectionManager::note(const Answer& answer) {
     if (answer.status == Status::Stopped) {
         return;
+    }
+    if (answer.status == Status::Ok) {
+        mLastAnswer.store(Clock::now().time_since_epoch().count());
     }
     mStatus.store(reachedUnit(answer.status) ? GenericConnectionManager::STATUS_CONNECTED_WIFI
                                              : GenericConnectionManager::STATUS_NOT_CONNECTED);

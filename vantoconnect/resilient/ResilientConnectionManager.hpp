@@ -46,7 +46,11 @@ class ResilientConnectionManager : public AbstractConnectionManager,
         // The unit's answer, classified; UNKNOWN when none was wanted or none came.
         VantoMessageResponse response = VantoMessageResponse::UNKNOWN;
         // Why it failed, in words for people; empty when status is Ok.
-        std::string failure;
+        std::string failure{};
+        // The request went out whole: a failure after it may have left the unit acting on it.
+        bool sent = false;
+        // The bytes of the answer, when one was read.
+        UBytes bytes{};
     };
 
     // Attempts of one request that failed without reaching the unit, or was refused.
@@ -79,11 +83,15 @@ class ResilientConnectionManager : public AbstractConnectionManager,
     void setConnectionPort(std::int32_t port) override { mPort.store(port); }
 
     // One attempt on a fresh connection: connect, send and, when `wantAnswer`, read until one
-    // whole frame is in. No wait goes past `deadline` (nor past the options' own limits).
+    // whole frame is in; otherwise see that the unit closes in order. No wait goes past
+    // `deadline` (nor past the options' own limits).
     Answer exchange(const Bytes& frame, bool wantAnswer, Clock::time_point deadline);
     // A message the unit must get, on the calling thread: up to ATTEMPTS attempts, the next
     // only after one the printer refused or, with `retryUnreached`, one that did not reach the
-    // unit (after a short pause). With `wantAcknowledgement` false, written is delivered.
+    // unit (after a short pause). Print data counts as acknowledged only by the printer's answer
+    // carrying its own tag. With `wantAcknowledgement` false, delivered once the unit closed the
+    // connection in order after it (or kept it open a moment): a unit that resets it instead
+    // went away with the message unread.
     //
     // A caller in the middle of a job passes `retryUnreached` false: a unit that could not be
     // reached may have rebooted and lost the job's start, and the rest sent afterwards would
@@ -92,6 +100,11 @@ class ResilientConnectionManager : public AbstractConnectionManager,
 
     // The address and port as "host:port", for messages.
     std::string peer();
+    // When the unit last answered (or closed in order after a message it need not answer);
+    // when the manager was made, before that.
+    Clock::time_point lastAnswer() const noexcept {
+        return Clock::time_point(Clock::duration(mLastAnswer.load()));
+    }
 
   private:
     // Reads until a whole frame is in; the answer's bytes, or a failure status.
@@ -106,6 +119,7 @@ class ResilientConnectionManager : public AbstractConnectionManager,
     LockedString mAddress;
     std::atomic<std::int32_t> mPort;
     std::atomic<std::int64_t> mStatus;
+    std::atomic<Clock::rep> mLastAnswer;
     // Last, so that it goes first: its destructor lets queued writes finish (at once, as the
     // stop signal is raised by then) while the rest of the manager is still whole.
     SerialQueue mQueue;

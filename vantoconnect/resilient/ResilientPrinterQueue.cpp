@@ -30,6 +30,7 @@ using Clock = std::chrono::steady_clock;
 
 struct ResilientPrinterQueue::Job {
     std::uint64_t id = 0;
+    Clock::time_point submitted;
     // The receipt's data packets as frames, tagged 1, 2, ..., 15, 1, ...
     std::vector<Bytes> frames;
     std::shared_ptr<VantoPrinterCallback> callback;
@@ -50,7 +51,7 @@ struct ResilientPrinterQueue::State {
 
     // Polls for the receipt at the head until it is sent, given up, cancelled or the queue
     // closes.
-    void serve(std::uint64_t headId);
+    void serve(std::uint64_t headId, Clock::time_point submitted);
     bool printerReady(Clock::time_point limit);
     void send(Job job);
     void giveUp(const Job& job);
@@ -118,6 +119,7 @@ std::uint64_t ResilientPrinterQueue::addToQueue(std::shared_ptr<VantoReceipt> re
         fatalError(fatal::NIL_UNWRAP);
     }
     Job job;
+    job.submitted = Clock::now();
     job.callback = std::move(callback);
     job.listener = std::move(listener);
     std::int8_t tag = 0;
@@ -172,6 +174,7 @@ void ResilientPrinterQueue::run(const std::shared_ptr<State>& state) {
     const ConsoleRedirect lines(&state->log->consoleSink());
     for (;;) {
         std::uint64_t head = 0;
+        Clock::time_point submitted;
         {
             std::unique_lock lock(state->mutex);
             state->wake.wait(lock, [&] { return state->closing || !state->waiting.empty(); });
@@ -179,9 +182,10 @@ void ResilientPrinterQueue::run(const std::shared_ptr<State>& state) {
                 return;
             }
             head = state->waiting.front().id;
+            submitted = state->waiting.front().submitted;
         }
         try {
-            state->serve(head);
+            state->serve(head, submitted);
         } catch (const std::exception& error) {
             // Nothing here should throw; if something does, the till must still print the next
             // receipt.
@@ -190,8 +194,20 @@ void ResilientPrinterQueue::run(const std::shared_ptr<State>& state) {
     }
 }
 
-void ResilientPrinterQueue::State::serve(std::uint64_t headId) {
-    const auto limit = Clock::now() + options.waitLimit;
+void ResilientPrinterQueue::State::serve(std::uint64_t headId, Clock::time_point submitted) {
+    const auto now = Clock::now();
+    const auto limit = now + options.waitLimit;
+    // Behind a receipt given up on a unit that has said nothing for the whole wait, the next
+    // ones that have waited as long go at once: otherwise each would wait the limit afresh.
+    if (now - submitted >= options.waitLimit && now - port->lastAnswer() >= options.waitLimit) {
+        std::unique_lock lock(mutex);
+        if (!closing && headIs(headId)) {
+            Job job = takeHead();
+            lock.unlock();
+            giveUp(job);
+        }
+        return;
+    }
     std::int64_t unavailable = 0;
     for (;;) {
         const bool ready = printerReady(limit);
@@ -227,6 +243,11 @@ bool ResilientPrinterQueue::State::printerReady(Clock::time_point limit) {
     const auto answer = port->exchange(PrinterPackets::busyQueryFrame(), true, limit);
     if (answer.status != UnitSocket::Status::Ok) {
         log->line(answer.failure);
+        return false;
+    }
+    if (answer.response == VantoMessageResponse::UNKNOWN) {
+        log->line("the unit at " + port->peer() +
+                  " answered the printer status query with something unrecognised");
         return false;
     }
     if (answer.response != VantoMessageResponse::PRINTER_STATUS_OK) {
@@ -269,8 +290,17 @@ void ResilientPrinterQueue::State::send(Job job) {
     report.endOfJobSent = end.delivered;
     if (failure.empty() && !end.delivered) {
         failure = "the end of the job: " + end.failure;
+        lost = end.unanswered > 0;
     }
     report.settle();
+
+    // Before the callbacks: a facade destroyed from one of them hears nothing after it.
+    std::size_t remaining = 0;
+    {
+        std::lock_guard lock(mutex);
+        remaining = waiting.size();
+    }
+    log->line("Printer sent. Remaining receipts: " + std::to_string(remaining));
 
     if (report.allAcknowledged) {
         log->line("Printer completed.");
@@ -291,13 +321,6 @@ void ResilientPrinterQueue::State::send(Job job) {
     } else {
         failed(job, VantoError::GENERIC(failure), report);
     }
-
-    std::size_t remaining = 0;
-    {
-        std::lock_guard lock(mutex);
-        remaining = waiting.size();
-    }
-    log->line("Printer sent. Remaining receipts: " + std::to_string(remaining));
 }
 
 void ResilientPrinterQueue::State::giveUp(const Job& job) {

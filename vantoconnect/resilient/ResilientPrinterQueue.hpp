@@ -9,7 +9,9 @@
 // soon as a poll finds the printer ready. Polls count only against the receipt they are made
 // for: it is given up (PRINTER_NOT_RESPONDING) at its 31st poll that finds the printer busy or
 // unreachable, or when it has waited ResilientOptions::waitLimit, whichever comes first; the
-// next receipt starts from nothing.
+// next receipt starts from nothing. One exception: when the unit has answered nothing for the
+// whole limit, receipts that have waited that long since they were submitted are given up at
+// once as they reach the head, so a queue behind a dead unit is reported within the limit.
 //
 // Sending stops at the first packet the unit does not acknowledge: the receipt is then
 // incomplete whatever follows, and a packet whose answer was lost is never sent again (it may

@@ -1,5 +1,6 @@
 #include "vantoconnect/resilient/UnitSocket.hpp"
 
+#include <arpa/inet.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -75,20 +76,25 @@ UnitSocket::Status UnitSocket::await(short events, Clock::time_point deadline) {
 UnitSocket::Status UnitSocket::connect(const std::string& host, std::int32_t port,
                                        Clock::time_point deadline) {
     mPeer = host + ":" + std::to_string(port);
-    addrinfo hints{};
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_STREAM;
-    hints.ai_flags = AI_NUMERICSERV;
-    addrinfo* found = nullptr;
-    const int resolved = ::getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found);
-    if (resolved != 0 || found == nullptr) {
-        return fail(Status::Unreachable,
-                    "cannot resolve \"" + host +
-                        "\": " + (resolved != 0 ? ::gai_strerror(resolved) : "no address"));
-    }
     sockaddr_in address{};
-    std::memcpy(&address, found->ai_addr, sizeof(address));
-    ::freeaddrinfo(found);
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    // A unit is normally given by its numeric address, which needs no lookup. A name goes to the
+    // system's resolver, whose waits are its own: no deadline of ours reaches into it.
+    if (::inet_pton(AF_INET, host.c_str(), &address.sin_addr) != 1) {
+        addrinfo hints{};
+        hints.ai_family = AF_INET;
+        hints.ai_socktype = SOCK_STREAM;
+        addrinfo* found = nullptr;
+        const int resolved = ::getaddrinfo(host.c_str(), nullptr, &hints, &found);
+        if (resolved != 0 || found == nullptr) {
+            return fail(Status::Unreachable,
+                        "cannot resolve \"" + host +
+                            "\": " + (resolved != 0 ? ::gai_strerror(resolved) : "no address"));
+        }
+        address.sin_addr = reinterpret_cast<const sockaddr_in*>(found->ai_addr)->sin_addr;
+        ::freeaddrinfo(found);
+    }
 
     mFd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (mFd < 0) {
@@ -169,6 +175,29 @@ UnitSocket::Status UnitSocket::receive(UBytes& into, Clock::time_point deadline)
         if (ready == Status::TimedOut) {
             return fail(Status::TimedOut, "no answer from " + mPeer + " in time");
         }
+        if (ready != Status::Ok) {
+            return ready;
+        }
+    }
+}
+
+UnitSocket::Status UnitSocket::awaitClose(Clock::time_point deadline) {
+    ::shutdown(mFd, SHUT_WR);
+    std::array<std::uint8_t, READ_SIZE> buffer{};
+    for (;;) {
+        const ssize_t n = ::recv(mFd, buffer.data(), buffer.size(), 0);
+        if (n == 0) {
+            return Status::Ok;
+        }
+        if (n > 0 || errno == EINTR) {
+            continue;  // nothing is asked of it; whatever it says is not an answer
+        }
+        if (errno != EAGAIN && errno != EWOULDBLOCK) {
+            return fail(
+                Status::Closed,
+                mPeer + " reset the connection before it read the message: " + errorText(errno));
+        }
+        const Status ready = await(POLLIN, deadline);
         if (ready != Status::Ok) {
             return ready;
         }

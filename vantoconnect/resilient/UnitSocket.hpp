@@ -37,6 +37,11 @@ class UnitSocket {
     Status send(const UBytes& bytes, Clock::time_point deadline);
     // Appends what one read returns, at most 1024 bytes, to `into`.
     Status receive(UBytes& into, Clock::time_point deadline);
+    // For a message that gets no answer: says it is complete (shuts the sending side) and waits
+    // for the unit to close its side. Ok once it closed in order, after reading what was sent;
+    // Closed when it reset the connection instead (a unit that goes away with the message
+    // unread); TimedOut when it keeps the connection open past the deadline.
+    Status awaitClose(Clock::time_point deadline);
 
     // Why the last call failed, for people: "connection to 127.0.0.1:8080 refused".
     const std::string& failure() const noexcept { return mFailure; }

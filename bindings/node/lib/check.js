@@ -27,6 +27,12 @@ function count(name, value) {
     return value;
 }
 
+function positive(name, value) {
+    integer(name, value);
+    if (value < 1) throw new RangeError(`${name} must be at least 1, not ${value}`);
+    return value;
+}
+
 function number(name, value) {
     if (typeof value !== 'number') throw fail(name, 'a number', value);
     if (!Number.isFinite(value)) throw new RangeError(`${name} must be a finite number, not ${value}`);
@@ -75,4 +81,4 @@ function oneOf(name, value, choices) {
     return value;
 }
 
-module.exports = { integer, count, number, string, boolean, fn, bytes, options, oneOf };
+module.exports = { integer, count, positive, number, string, boolean, fn, bytes, options, oneOf };

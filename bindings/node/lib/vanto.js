@@ -38,6 +38,8 @@ function checkSignal(signal) {
 class Vanto {
     #facade;
     #closed = false;
+    // What the facade was made with, readable after close() too.
+    #settings;
 
     constructor(options = {}) {
         const o = check.options('Vanto options', options, VANTO_OPTIONS);
@@ -49,25 +51,30 @@ class Vanto {
             address,
             port: check.integer('port', port),
             profile,
-            readTimeout: check.count('readTimeout', readTimeout),
-            connectTimeout: check.count('connectTimeout', connectTimeout),
+            readTimeout: check.positive('readTimeout', readTimeout),
+            connectTimeout: check.positive('connectTimeout', connectTimeout),
             log: logLine === undefined ? undefined : (line) => callUser('log', logLine, line),
+        });
+        this.#settings = Object.freeze({
+            address: this.#facade.address(),
+            port: this.#facade.port(),
+            profile: this.#facade.profile(),
         });
     }
 
     /** The unit's address (without one, the library's default unit address). */
     get address() {
-        return this.#facade.address();
+        return this.#settings.address;
     }
 
     /** The unit's TCP port. */
     get port() {
-        return this.#facade.port();
+        return this.#settings.port;
     }
 
     /** The profile in effect: "resilient" or "classic". */
     get profile() {
-        return this.#facade.profile();
+        return this.#settings.profile;
     }
 
     #open() {
@@ -166,8 +173,10 @@ class Vanto {
     }
 
     /**
-     * Resolves once no call of this Vanto is running and every receipt it queued has its report;
-     * later calls throw.
+     * Lets the unit go: in the resilient profile the receipts still waiting are withdrawn (each
+     * rejects, its report `cancelled`) and one being sent is cut short, so nothing waits on the
+     * unit; in the classic profile queued receipts go on printing. Resolves once no call of this
+     * Vanto is running and every receipt it queued has its report; later calls throw.
      */
     close() {
         if (this.#closed) return Promise.resolve();

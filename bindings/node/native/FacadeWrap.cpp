@@ -95,21 +95,21 @@ FacadeWrap::FacadeWrap(const Napi::CallbackInfo& info) : Napi::ObjectWrap<Facade
 }
 
 Napi::Value FacadeWrap::address(const Napi::CallbackInfo& info) {
-    return Napi::String::New(info.Env(), mFacade->address());
+    return Napi::String::New(info.Env(), facade(info.Env())->address());
 }
 
 Napi::Value FacadeWrap::port(const Napi::CallbackInfo& info) {
-    return Napi::Number::New(info.Env(), mFacade->port());
+    return Napi::Number::New(info.Env(), facade(info.Env())->port());
 }
 
 Napi::Value FacadeWrap::profile(const Napi::CallbackInfo& info) {
-    return Napi::String::New(info.Env(), mFacade->profile() == vantoreceipts::Profile::Classic
-                                             ? "classic"
-                                             : "resilient");
+    return Napi::String::New(
+        info.Env(),
+        facade(info.Env())->profile() == vantoreceipts::Profile::Classic ? "classic" : "resilient");
 }
 
 Napi::Value FacadeWrap::cashDrawerStatus(const Napi::CallbackInfo& info) {
-    return offThread(info.Env(), mFacade, mCount,
+    return offThread(info.Env(), facade(info.Env()), mCount,
                      [](CheckedFacade& facade) -> BackgroundCall::Result {
                          const auto status = facade.cashDrawerStatus();
                          return [status](Napi::Env env) {
@@ -120,13 +120,13 @@ Napi::Value FacadeWrap::cashDrawerStatus(const Napi::CallbackInfo& info) {
 
 Napi::Value FacadeWrap::openCashDrawer(const Napi::CallbackInfo& info) {
     const bool validate = info[0].ToBoolean().Value();
-    return offThread(info.Env(), mFacade, mCount, [validate](CheckedFacade& facade) {
+    return offThread(info.Env(), facade(info.Env()), mCount, [validate](CheckedFacade& facade) {
         return boolean(facade.openCashDrawer(validate));
     });
 }
 
 Napi::Value FacadeWrap::printerBusy(const Napi::CallbackInfo& info) {
-    return offThread(info.Env(), mFacade, mCount,
+    return offThread(info.Env(), facade(info.Env()), mCount,
                      [](CheckedFacade& facade) { return boolean(facade.printerBusy()); });
 }
 
@@ -138,10 +138,11 @@ Napi::Value FacadeWrap::setDiagnosticLed(const Napi::CallbackInfo& info) {
     } catch (...) {
         throw JsErrors::from(info.Env(), std::current_exception());
     }
-    return offThread(info.Env(), mFacade, mCount, [position, colour](CheckedFacade& facade) {
-        facade.setDiagnosticLed(position, colour);
-        return BackgroundCall::undefined();
-    });
+    return offThread(info.Env(), facade(info.Env()), mCount,
+                     [position, colour](CheckedFacade& facade) {
+                         facade.setDiagnosticLed(position, colour);
+                         return BackgroundCall::undefined();
+                     });
 }
 
 Napi::Value FacadeWrap::setCosmeticLed(const Napi::CallbackInfo& info) {
@@ -151,21 +152,21 @@ Napi::Value FacadeWrap::setCosmeticLed(const Napi::CallbackInfo& info) {
     } catch (...) {
         throw JsErrors::from(info.Env(), std::current_exception());
     }
-    return offThread(info.Env(), mFacade, mCount, [colour](CheckedFacade& facade) {
+    return offThread(info.Env(), facade(info.Env()), mCount, [colour](CheckedFacade& facade) {
         facade.setCosmeticLed(colour);
         return BackgroundCall::undefined();
     });
 }
 
 Napi::Value FacadeWrap::enableUsb(const Napi::CallbackInfo& info) {
-    return offThread(info.Env(), mFacade, mCount, [](CheckedFacade& facade) {
+    return offThread(info.Env(), facade(info.Env()), mCount, [](CheckedFacade& facade) {
         facade.enableUsb();
         return BackgroundCall::undefined();
     });
 }
 
 Napi::Value FacadeWrap::disableUsb(const Napi::CallbackInfo& info) {
-    return offThread(info.Env(), mFacade, mCount, [](CheckedFacade& facade) {
+    return offThread(info.Env(), facade(info.Env()), mCount, [](CheckedFacade& facade) {
         facade.disableUsb();
         return BackgroundCall::undefined();
     });
@@ -177,7 +178,7 @@ Napi::Value FacadeWrap::print(const Napi::CallbackInfo& info) {
     auto events = std::make_shared<PrintEvents>(env, info[1].As<Napi::Function>(), mCount);
     std::uint64_t id = 0;
     try {
-        id = mFacade->print(receipt, events, events);
+        id = facade(env)->print(receipt, events, events);
     } catch (...) {
         throw JsErrors::from(env, std::current_exception());
     }
@@ -186,14 +187,27 @@ Napi::Value FacadeWrap::print(const Napi::CallbackInfo& info) {
 
 Napi::Value FacadeWrap::cancel(const Napi::CallbackInfo& info) {
     const auto id = static_cast<std::uint64_t>(info[0].As<Napi::Number>().Int64Value());
-    return Napi::Boolean::New(info.Env(), mFacade->cancel(id));
+    // An abort that comes after close() finds nothing left to withdraw.
+    return Napi::Boolean::New(info.Env(), mFacade && mFacade->cancel(id));
 }
 
 Napi::Value FacadeWrap::close(const Napi::CallbackInfo& info) {
-    return BackgroundCall::start(info.Env(), [count = mCount]() {
-        count->waitIdle();
-        return BackgroundCall::undefined();
-    });
+    // The facade goes on a thread of its own: in the resilient profile that withdraws the
+    // receipts still waiting and cuts short the one being sent, so nothing waits on the unit.
+    // Calls already running hold it until they end.
+    return BackgroundCall::start(info.Env(),
+                                 [facade = std::move(mFacade), count = mCount]() mutable {
+                                     facade.reset();
+                                     count->waitIdle();
+                                     return BackgroundCall::undefined();
+                                 });
+}
+
+std::shared_ptr<CheckedFacade> FacadeWrap::facade(Napi::Env env) const {
+    if (!mFacade) {
+        throw Napi::Error::New(env, "this Vanto is closed");
+    }
+    return mFacade;
 }
 
 }  // namespace vantonode

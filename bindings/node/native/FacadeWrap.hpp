@@ -37,6 +37,9 @@ class FacadeWrap : public Napi::ObjectWrap<FacadeWrap> {
     // Resolves once no call of this facade runs and every receipt it queued has its report.
     Napi::Value close(const Napi::CallbackInfo& info);
 
+    // Throws once close() has let the facade go.
+    std::shared_ptr<vantoreceipts::CheckedFacade> facade(Napi::Env env) const;
+
     std::shared_ptr<vantoreceipts::CheckedFacade> mFacade;
     std::shared_ptr<CallCount> mCount = std::make_shared<CallCount>();
 };

@@ -85,6 +85,20 @@ TEST(ResilientDelivery, EachAnswerOfTheUnitBecomesAnOutcomeAndOnlySafeResends) {
          1,
          0,
          1},
+        {"an acknowledgement of another kind",
+         {Reply::bytes(FakeUnit::frame(FakeUnit::message(0x49, {1, 2})))},
+         false,
+         0,
+         1,
+         0,
+         1},
+        {"an acknowledgement of another packet",
+         {Reply::bytes(FakeUnit::frame(FakeUnit::message(0x4E, {}, true, 2)))},
+         false,
+         0,
+         1,
+         0,
+         1},
         {"an answer in two pieces",
          {Reply::chunked(
              {{0ms, UBytes(PRINT_ACKNOWLEDGED.begin(), PRINT_ACKNOWLEDGED.begin() + 3)},
@@ -149,7 +163,7 @@ TEST(ResilientExchanges, FailuresAreAnswersOrErrorsNeverTheEndOfTheProcess) {
          VantoError::Kind::CONNECTION_LOST},
         {"silent", Reply{}, VantoMessageResponse::UNKNOWN, VantoError::Kind::CONNECTION_LOST},
         {"a frame too short for a message", Reply::bytes(FakeUnit::frame({0x1C})),
-         VantoMessageResponse::UNKNOWN, std::nullopt},
+         VantoMessageResponse::UNKNOWN, VantoError::Kind::GENERIC},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -243,6 +257,7 @@ TEST(ResilientExchanges, TheStopSignalEndsAWaitAtOnce) {
     EXPECT_LT(Clock::now() - start, 5s);
     EXPECT_FALSE(outcome.delivered);
     EXPECT_EQ(outcome.failure, "the facade was closed");
+    EXPECT_EQ(outcome.unanswered, 1) << "it went out before the facade closed: it may print";
     EXPECT_EQ(unit.connectionCount(), 1u);
 }
 
