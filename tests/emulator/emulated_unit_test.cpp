@@ -116,20 +116,6 @@ class EmulatedUnitTest : public ::testing::Test {
     std::unique_ptr<EmulatedUnit> unit;
 };
 
-TEST_F(EmulatedUnitTest, PrinterStatusCountsDownNotReadyPollsAndAnswersTheSender) {
-    unit->setPrinterNotReadyPolls(2);
-    for (const Response expected :
-         {Response::PRINTER_STATUS_NOT_READY, Response::PRINTER_STATUS_NOT_READY,
-          Response::PRINTER_STATUS_OK}) {
-        EXPECT_EQ(classify(exchange(busyQuery())), expected);
-    }
-    const UBytes reply = onlyFrame(exchange(busyQuery()));
-    ASSERT_EQ(reply.size(), 22u);
-    // Addressed back to the sender (node 0, channel 2), then the type.
-    EXPECT_EQ(UBytes(reply.begin(), reply.begin() + 3), (UBytes{0x02, 0x12, 0x61}));
-    EXPECT_EQ(reply[4 + 6], EmulatedUnit::PRINTER_READY);
-}
-
 TEST_F(EmulatedUnitTest, DataIsAcknowledgedByTagAndTheJobRenderedAtItsEnd) {
     const UBytes first = {0x14, 0x00, 0x1B, 0x61, 0x31, 'H', 'e', 'l', 'l', 'o', 0x0A};
     UBytes second(1000, 'x');  // a packet long enough for the two-byte length
