@@ -6,10 +6,10 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "emulator/EmulatedUnit.hpp"
+#include "tests/support/Eventually.hpp"
 #include "tests/support/FakeUnit.hpp"
 #include "tests/support/ImageFile.hpp"
 #include "tests/support/ProgramRun.hpp"
@@ -287,12 +287,8 @@ TEST_F(Cli, EmulateServesUntilTerminatedAndRestartsOnHangUp) {
                                  log);
     // Wait for a line rather than sleeping blindly.
     auto waitFor = [&](const std::string& text) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (slurp(log).find(text) == std::string::npos &&
-               std::chrono::steady_clock::now() < deadline) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        return slurp(log).find(text) != std::string::npos;
+        return vantoconnect::testing::eventually(
+            [&] { return slurp(log).find(text) != std::string::npos; }, std::chrono::seconds(20));
     };
     EXPECT_TRUE(waitFor("listening on 127.0.0.1:" + std::to_string(port)));
     const std::vector<std::string> drawerStatus = {"drawer",    "status", "--ip",

@@ -16,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/Eventually.hpp"
 #include "tests/support/Receipts.hpp"
 #include "vantoconnect/ReceiptComposer.hpp"
 #include "vantoconnect/Vanto.hpp"
@@ -36,6 +37,7 @@ extern "C" const char* __lsan_default_suppressions() {
 namespace {
 
 using namespace std::chrono_literals;
+using vantoconnect::testing::eventually;
 
 // Owners for the handles and buffers the API hands out.
 struct Free {
@@ -97,19 +99,6 @@ class UnitTest : public ::testing::Test {
         EXPECT_EQ(vanto_emulator_receipt_text(unit.get(), number, &text), VANTO_OK) << lastError();
         Owned<char> owned(text);
         return text != nullptr ? text : "";
-    }
-
-    // Fire-and-forget requests reach the unit a little later.
-    template <typename Read>
-    static bool eventually(Read&& read, std::chrono::milliseconds limit = 5s) {
-        const auto deadline = std::chrono::steady_clock::now() + limit;
-        while (!read()) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                return false;
-            }
-            std::this_thread::sleep_for(10ms);
-        }
-        return true;
     }
 
     // Declared first, destroyed last: the facade's writes have finished with the unit by then.
@@ -722,6 +711,8 @@ TEST_F(ResilientUnitTest, UninitialisedStructsAndOptionsThatCannotBeMeantAreRefu
     } refused[] = {
         {with([](auto& o) { o.struct_size = 0; }),
          "options->struct_size is 0: start the struct from its _INIT macro"},
+        {with([](auto& o) { o.struct_size = 5000; }), "options->struct_size is 5000"},
+        {with([](auto& o) { o.profile = 7; }), "options->profile must be"},
         {with([](auto& o) { o.read_timeout_ms = 0; }), "options->read_timeout_ms must lie in"},
         {with([](auto& o) {
              o.profile = VANTO_PROFILE_CLASSIC;
