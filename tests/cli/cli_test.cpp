@@ -6,10 +6,10 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "emulator/EmulatedUnit.hpp"
+#include "tests/support/Eventually.hpp"
 #include "tests/support/FakeUnit.hpp"
 #include "tests/support/ImageFile.hpp"
 #include "tests/support/ProgramRun.hpp"
@@ -279,16 +279,6 @@ TEST_F(Cli, ExampleReceiptsPreview) {
     EXPECT_GE(previewed, 3u);
 }
 
-TEST_F(Cli, DemoDrivesItsOwnUnitAndLeavesThePicture) {
-    const auto out = scratch / "demo";
-    const auto r = run({"demo", "--out", out.string()}, false);
-    EXPECT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_NE(r.out.find("open cash drawer (validated) again: already open, nothing sent\n"),
-              std::string::npos);
-    EXPECT_NE(r.out.find("unit rendered the receipt: 576 x "), std::string::npos) << r.out;
-    EXPECT_TRUE(fs::exists(out / "receipt.png"));
-}
-
 TEST_F(Cli, EmulateServesUntilTerminatedAndRestartsOnHangUp) {
     const auto port = vantoconnect::testing::FakeUnit::unusedPort();
     const auto log = scratch / "emulate.log";
@@ -297,12 +287,8 @@ TEST_F(Cli, EmulateServesUntilTerminatedAndRestartsOnHangUp) {
                                  log);
     // Wait for a line rather than sleeping blindly.
     auto waitFor = [&](const std::string& text) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (slurp(log).find(text) == std::string::npos &&
-               std::chrono::steady_clock::now() < deadline) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        return slurp(log).find(text) != std::string::npos;
+        return vantoconnect::testing::eventually(
+            [&] { return slurp(log).find(text) != std::string::npos; }, std::chrono::seconds(20));
     };
     EXPECT_TRUE(waitFor("listening on 127.0.0.1:" + std::to_string(port)));
     const std::vector<std::string> drawerStatus = {"drawer",    "status", "--ip",
@@ -604,35 +590,6 @@ TEST_F(Cli, TheResilientProfileEndsEveryFailureWithItsOwnVerdict) {
         }
         EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
         EXPECT_EQ(r.out.find("delivered"), std::string::npos) << r.out;
-    }
-}
-
-// The resilient library's lines come through its log: shown on standard error with -v, never on
-// standard output, and turned into the same progress as the classic library's.
-TEST_F(Cli, TheResilientLibrarysLinesComeThroughItsLog) {
-    const auto file = write("receipt.json", kReceipt);
-    EmulatedUnit quiet({.port = 0, .outDir = "", .renderReceipts = false, .faults = {}});
-    quiet.start();
-    for (const bool verbose : {false, true}) {
-        std::vector<std::string> args{"print",     file.string(), "--ip",
-                                      "127.0.0.1", "--port",      std::to_string(quiet.port())};
-        if (verbose) {
-            args.insert(args.begin(), "-v");
-        }
-        const auto r = vanto(args);
-        EXPECT_EQ(r.exitCode, 0) << r.err;
-        std::istringstream out(r.out);
-        for (std::string line; std::getline(out, line);) {
-            EXPECT_EQ(line.rfind("print: ", 0), 0u) << line;
-        }
-        EXPECT_NE(r.out.find("print: queued\nprint: started on 127.0.0.1\nprint: packet 1 of 1 "
-                             "acknowledged\nprint: sending finished on 127.0.0.1\n"),
-                  std::string::npos)
-            << r.out;
-        EXPECT_EQ(r.err.empty(), !verbose) << r.err;
-        if (verbose) {
-            EXPECT_NE(r.err.find("  | Printer says: ACKNOWLEDGED\n"), std::string::npos) << r.err;
-        }
     }
 }
 

@@ -16,6 +16,7 @@
 #include "emulator/FrameReader.hpp"
 #include "emulator/FrameWriter.hpp"
 #include "tests/support/ConsoleCapture.hpp"
+#include "tests/support/Eventually.hpp"
 #include "tests/support/ScratchDir.hpp"
 #include "vantoconnect/connection/ResponseMatcher.hpp"
 #include "vantoconnect/orbaprotocol/messages/MessageBuilder.hpp"
@@ -116,49 +117,6 @@ class EmulatedUnitTest : public ::testing::Test {
     std::unique_ptr<EmulatedUnit> unit;
 };
 
-TEST_F(EmulatedUnitTest, PrinterStatusCountsDownNotReadyPollsAndAnswersTheSender) {
-    unit->setPrinterNotReadyPolls(2);
-    for (const Response expected :
-         {Response::PRINTER_STATUS_NOT_READY, Response::PRINTER_STATUS_NOT_READY,
-          Response::PRINTER_STATUS_OK}) {
-        EXPECT_EQ(classify(exchange(busyQuery())), expected);
-    }
-    const UBytes reply = onlyFrame(exchange(busyQuery()));
-    ASSERT_EQ(reply.size(), 22u);
-    // Addressed back to the sender (node 0, channel 2), then the type.
-    EXPECT_EQ(UBytes(reply.begin(), reply.begin() + 3), (UBytes{0x02, 0x12, 0x61}));
-    EXPECT_EQ(reply[4 + 6], EmulatedUnit::PRINTER_READY);
-}
-
-TEST_F(EmulatedUnitTest, DataIsAcknowledgedByTagAndTheJobRenderedAtItsEnd) {
-    const UBytes first = {0x14, 0x00, 0x1B, 0x61, 0x31, 'H', 'e', 'l', 'l', 'o', 0x0A};
-    UBytes second(1000, 'x');  // a packet long enough for the two-byte length
-    second.push_back(0x0A);
-    const UBytes cut = {0x1B, 0x69};
-    int tag = 1;
-    for (const UBytes& packet : {first, second, cut}) {
-        const auto reply = exchange(toPrinter(packet, tag));
-        EXPECT_EQ(classify(reply), Response::PRINT_ACKNOWLEDGED);
-        EXPECT_EQ(onlyFrame(reply).at(3), 0x80 | tag++);
-    }
-    auto client = connectTo(*unit);
-    client->send(toPrinter({0x00}, 0));
-    EXPECT_FALSE(client->read(1024, 1).has_value());  // the end of a job is not answered
-    ASSERT_TRUE(unit->waitForReceipts(1, 60s));
-    const auto receipt = unit->receipts().at(0);
-    EXPECT_EQ(receipt.packets, 3u);
-    UBytes all = first;
-    all.insert(all.end(), second.begin(), second.end());
-    all.insert(all.end(), cut.begin(), cut.end());
-    EXPECT_EQ(receipt.bytes, all);
-    EXPECT_EQ(receipt.pngPath, (dir / "receipt-0001.png").string());
-    EXPECT_TRUE(std::filesystem::exists(receipt.pngPath));
-    std::string firstLine;
-    std::getline(std::ifstream(dir / "receipt-0001.txt"), firstLine);
-    EXPECT_EQ(firstLine, std::string(19, ' ') + "Hello");
-    EXPECT_EQ(unit->snapshot().jobBytesPending, 0u);
-}
-
 TEST_F(EmulatedUnitTest, PrinterStatesDecideThePollAnswerAndWhetherDataIsTaken) {
     struct Case {
         const char* name;
@@ -213,10 +171,7 @@ TEST_F(EmulatedUnitTest, IdleConnectionsCloseUnlessTheirSenderWaitsForAnAnswer) 
     waiting->send(busyQuery());
     EXPECT_FALSE(idle->read(1024, 2).has_value());  // closed under it
     // The idle one, then the slow one once answered; never the one owed an answer.
-    const auto deadline = std::chrono::steady_clock::now() + 5s;
-    while (disconnects("idle") < 2 && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(20ms);
-    }
+    vantoconnect::testing::eventually([&] { return disconnects("idle") >= 2; });
     std::this_thread::sleep_for(500ms);
     EXPECT_EQ(disconnects("idle"), 2u);
     EXPECT_EQ(unit->snapshot().openConnections, 1u);

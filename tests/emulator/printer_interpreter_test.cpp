@@ -27,18 +27,6 @@ TEST(PrinterInterpreterText, HighBytesShowAsTheSelectedCodePage) {
     EXPECT_TRUE(lines[1].runs.empty());  // an empty line feed is a blank line
 }
 
-TEST(PrinterInterpreterElements, FeedsCutsAndConfigPageInOrder) {
-    const auto doc = PrinterInterpreter::interpret(
-        Bytes{0x14, 0x00, 0x14, 0x03, 0x1F, 0x74, 0x14, 0x0C, 0x1B, 0x69, 0x1B, 0x6D});
-    ASSERT_EQ(doc.elements.size(), 6u);
-    EXPECT_EQ(std::get<Feed>(doc.elements[1]).lines, 3);
-    EXPECT_TRUE(std::holds_alternative<ConfigPage>(doc.elements[2]));
-    EXPECT_EQ(std::get<Feed>(doc.elements[3]).lines, 12);
-    EXPECT_TRUE(std::get<Cut>(doc.elements[4]).full);
-    EXPECT_FALSE(std::get<Cut>(doc.elements[5]).full);
-    EXPECT_TRUE(doc.issues.empty());
-}
-
 TEST(PrinterInterpreterElements, RasterBandKeepsItsDotsAndSwallowsItsLineFeed) {
     Bytes band{0x1B, 0x2A, 0x20, 0x02, 0x00, 0x80, 0x00, 0x00, 0x00, 0x00, 0x01, 0x0A};
     const auto doc = PrinterInterpreter::interpret(band + band);

@@ -49,20 +49,6 @@ TEST(ReceiptRendererPaper, BarcodesDrawBarsAtTheCommandedHeightOrAreReportedUnpr
     }
 }
 
-TEST(ReceiptRendererPaper, HriAddsTextAboveBelowOrBoth) {
-    auto heightWith = [](std::uint8_t hri) {
-        const Bytes bytes = Bytes{0x1D, 0x48, hri, 0x1D, 0x68, 40, 0x1D, 0x6B, 0x00} +
-                            text("012345678905") + Bytes{0x00};
-        const auto r = ReceiptRenderer::renderBytes(bytes);
-        const auto rows = darkRows(r);
-        return rows.back() - rows.front();
-    };
-    const int none = heightWith(0);
-    EXPECT_GT(heightWith(1), none + 10);
-    EXPECT_GT(heightWith(2), none + 10);
-    EXPECT_GT(heightWith(3), heightWith(2) + 10);
-}
-
 TEST(ReceiptRendererPaper, WideTextTakesTwiceTheWidth) {
     // Ten characters fill ten of 44 columns (about 131 dots), or twenty when wide.
     const auto normal = ReceiptRenderer::renderBytes(text("MMMMMMMMMM\n"));

@@ -97,24 +97,6 @@ TEST_F(FaultModes, UnreadableAcknowledgementsCostTheLongPauseBeforeEachResend) {
     EXPECT_EQ(console.count("Printer says: ACKNOWLEDGED"), 1u);
 }
 
-// ---- slow and silent units -------------------------------------------------------------------
-
-TEST_F(FaultModes, DelayedAnswerIsWaitedForButASilentUnitHoldsTheReadUntilItCloses) {
-    unit->setReplyDelay(300ms);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(vanto->printerBusy());
-    EXPECT_GE(std::chrono::steady_clock::now() - start, 300ms);
-
-    unit->setReplyDelay(0ms);
-    unit->setReplyMode(ReplyMode::Silent);
-    auto pending = std::async(std::launch::async, [this] { return vanto->cashDrawerStatus(); });
-    // Well past the 2000 ms limit, which a read that never returns cannot reach.
-    EXPECT_EQ(pending.wait_for(2300ms), std::future_status::timeout);
-    unit->stop();
-    // A read that returns nothing is not handled: the exchange stops.
-    EXPECT_THROW(pending.get(), FatalError);
-}
-
 // ---- a unit that closes every connection it accepts ------------------------------------------
 
 TEST_F(FaultModes, RefusedConnectionLosesWritesSilentlyAndStopsExchanges) {

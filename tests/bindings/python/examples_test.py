@@ -4,6 +4,9 @@ documentation's copies of them are checked with the rest of the documentation.)"
 import pathlib
 import subprocess
 import sys
+from typing import List
+
+import pytest
 
 import vantoconnect as vc
 
@@ -20,29 +23,18 @@ def run_example(unit: vc.Emulator, *profile: str) -> subprocess.CompletedProcess
     )
 
 
-def test_the_example_says_delivered_only_when_the_unit_took_every_packet() -> None:
+@pytest.mark.parametrize("profile", [[], ["classic"]], ids=["resilient", "classic"])
+def test_the_example_says_delivered_only_when_the_unit_took_every_packet(
+    profile: List[str],
+) -> None:
     with vc.Emulator() as unit:
-        delivered = run_example(unit)
+        delivered = run_example(unit, *profile)
         assert delivered.returncode == 0, delivered.stderr
         assert "delivered: all 1 packet acknowledged" in delivered.stdout
         assert unit.wait_for_receipts(1)
         assert unit.receipts[-1].text.splitlines()[0].strip() == "CORNER CAFE"
 
         unit.printer_error = 5
-        refused = run_example(unit)
-        assert refused.returncode == 1
-        assert "delivered" not in refused.stdout
-        assert "not delivered in full: the unit refused 1 of 1 packet" in refused.stderr
-
-
-
-def test_the_example_says_the_same_in_the_classic_profile() -> None:
-    # The classic profile reports refused packets in the report, the resilient one as an error.
-    with vc.Emulator() as unit:
-        delivered = run_example(unit, "classic")
-        assert delivered.returncode == 0, delivered.stderr
-        assert "delivered: all 1 packet acknowledged" in delivered.stdout
-        unit.printer_error = 5
-        refused = run_example(unit, "classic")
-        assert refused.returncode == 1
+        refused = run_example(unit, *profile)
+        assert refused.returncode == 1 and "delivered" not in refused.stdout
         assert "not delivered in full: the unit refused 1 of 1 packet" in refused.stderr

@@ -17,21 +17,15 @@ def test_constants_carry_the_library_values() -> None:
         assert {member: int(value) for member, value in constants.__members__.items()} == values
 
 
-def test_a_line_the_printer_cannot_carry_is_refused_by_number_and_not_added() -> None:
+def test_refusals_are_value_errors_and_change_nothing() -> None:
     # Every refusal is proven in the receipts layer; here, that one reaches Python as ValueError.
-    receipt = vc.Receipt()
+    receipt = vc.Receipt(cut=vc.CutType.PARTIAL, footer_feed=4)
     receipt.add_text("first")
     with pytest.raises(ValueError, match="^line 2: .*control character U\\+001B"):
         receipt.add_text("total\x1bE")
-    assert len(receipt) == 1
-    receipt.add_feed(1)
-    assert len(receipt) == 2
-
-
-def test_receipt_settings_are_kept_and_refused_by_their_names() -> None:
-    receipt = vc.Receipt(cut=vc.CutType.PARTIAL, footer_feed=4)
     with pytest.raises(ValueError, match="footer_feed"):
         receipt.footer_feed = 128
+    assert len(receipt) == 1
     assert (receipt.cut, receipt.header_feed, receipt.footer_feed) == (vc.CutType.PARTIAL, 0, 4)
 
 
@@ -67,23 +61,18 @@ def composed_with(image: vc.Image) -> bytes:
     return receipt.compose()
 
 
-def test_transparent_pixels_print_as_paper_unless_flattening_is_declined() -> None:
+def test_images_come_from_files_bytes_and_pixels_laid_on_paper_unless_declined(
+    tmp_path: pathlib.Path,
+) -> None:
     width, height = 6, 4
     clear = bytes(4 * width * height)
-    white = bytes([255, 255, 255, 255]) * (width * height)
-    black = bytes([0, 0, 0, 255]) * (width * height)
-    on_white = composed_with(vc.Image.from_rgba(width, height, white))
-    in_black = composed_with(vc.Image.from_rgba(width, height, black))
-    assert on_white != in_black
-    assert composed_with(vc.Image.from_rgba(width, height, clear)) == on_white
-    kept_clear = vc.Image.from_rgba(width, height, bytearray(clear), flatten=False)
-    assert composed_with(kept_clear) == in_black
+    white = composed_with(vc.Image.from_rgba(width, height, bytes([255] * 4 * width * height)))
+    assert composed_with(vc.Image.from_rgba(width, height, clear)) == white
+    assert composed_with(vc.Image.from_rgba(width, height, bytearray(clear), flatten=False)) != white
 
-
-def test_images_come_from_files_and_bytes_within_the_limits(tmp_path: pathlib.Path) -> None:
-    receipt = vc.Receipt()
-    receipt.add_text("logo")
-    png = vc.preview(receipt)
+    logo = vc.Receipt()
+    logo.add_text("logo")
+    png = vc.preview(logo)
     (tmp_path / "logo.png").write_bytes(png)
     for image in (vc.Image.from_bytes(memoryview(png)), vc.Image.from_file(tmp_path / "logo.png")):
         assert image.width == 576 and image.height > 0

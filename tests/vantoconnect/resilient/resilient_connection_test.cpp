@@ -12,6 +12,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/Eventually.hpp"
 #include "tests/support/FakeUnit.hpp"
 #include "tests/support/UnitFrames.hpp"
 #include "vantoconnect/VantoError.hpp"
@@ -217,10 +218,7 @@ TEST(ResilientExchanges, DescriptorsStayFlatAndHighNumbersWork) {
     for (std::size_t k = 0; k < unit.connectionCount(); ++k) {
         unit.waitForClosed(k);
     }
-    const auto settled = Clock::now() + 2s;
-    while (openDescriptors() > before && Clock::now() < settled) {
-        std::this_thread::sleep_for(10ms);
-    }
+    eventually([&] { return openDescriptors() <= before; }, 2s);
     EXPECT_EQ(openDescriptors(), before);
 
     rlimit limit{};
