@@ -28,12 +28,17 @@ if (process.platform === 'linux' && process.arch === 'x64') {
 // The sources as the checkout tracks them (a tarball unpacked and packed again has them).
 if (fs.existsSync(path.join(checkout, '.git')) || fs.existsSync(path.join(checkout, 'vantoconnect'))) {
     fs.rmSync(path.join(root, 'core'), { recursive: true, force: true });
-    let files;
-    try {
-        files = execFileSync('git', ['ls-files', '-z', '--', ...CORE], { cwd: checkout, encoding: 'utf8' }).split('\0').filter(Boolean);
-    } catch {
-        files = CORE.flatMap((entry) => listed(path.join(checkout, entry), entry));
+    // Only a checkout of its own answers git: a copy of one that sits inside another
+    // repository's ignored folders would list nothing.
+    let files = [];
+    if (fs.existsSync(path.join(checkout, '.git'))) {
+        try {
+            files = execFileSync('git', ['ls-files', '-z', '--', ...CORE], { cwd: checkout, encoding: 'utf8' }).split('\0').filter(Boolean);
+        } catch {
+            files = [];
+        }
     }
+    if (files.length === 0) files = CORE.flatMap((entry) => listed(path.join(checkout, entry), entry));
     for (const file of files) {
         const to = path.join(root, 'core', file);
         fs.mkdirSync(path.dirname(to), { recursive: true });
