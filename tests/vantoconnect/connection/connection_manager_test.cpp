@@ -28,9 +28,7 @@ constexpr std::int8_t kPortControl = 0x61;
 
 const UBytes kAcknowledged = testing::PRINT_ACKNOWLEDGED;
 const UBytes kRefused = FakeUnit::frame(FakeUnit::message(kSwitchData, {}, false, 0));
-UBytes portControl(std::int8_t state) {
-    return testing::portControlReply(18, state);
-}
+const auto portControl = [](std::int8_t state) { return testing::portControlReply(18, state); };
 
 // The unit may record a connection a moment after the client's connect has returned.
 bool exactlyConnections(const FakeUnit& unit, std::size_t count) {
