@@ -3,9 +3,11 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tests/support/FatalMessage.hpp"
@@ -15,10 +17,29 @@
 #include "vantoconnect/VantoConfigurationController.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoLedController.hpp"
+#include "vantoconnect/VantoPrinterController.hpp"
 #include "vantoconnect/orbaprotocol/messages/OrbaIOState.hpp"
 #include "vantoconnect/orbaprotocol/messages/VantoColorCodes.hpp"
 #include "vantoconnect/orbaprotocol/messages/VantoDiagnosticLEDS.hpp"
 #include "vantoconnect/support/Fatal.hpp"
+
+namespace vantoconnect {
+
+// Puts a printer controller whose busy query ends as the test says in the facade's place.
+class VantoProbe {
+  public:
+    static void answerBusyWith(Vanto& vanto, std::function<bool()> answer) {
+        struct Scripted : VantoPrinterController {
+            Scripted(std::shared_ptr<AbstractConnectionManager> port, std::function<bool()> answer)
+                : VantoPrinterController(std::move(port)), answer(std::move(answer)) {}
+            bool isPrinterBusy() override { return answer(); }
+            std::function<bool()> answer;
+        };
+        vanto.vantoPrinterController = std::make_shared<Scripted>(vanto.mPort, std::move(answer));
+    }
+};
+
+}  // namespace vantoconnect
 
 namespace vantoconnect::testing {
 namespace {
@@ -171,6 +192,16 @@ TEST_F(DevicesTest, OnlyAClosedDrawerIsPulsedUnlessTheOpenIsNotValidated) {
     const std::vector<UBytes> expected = {DRAWER_STATUS_REQUEST, DRAWER_STATUS_REQUEST,
                                           DRAWER_PULSE, DRAWER_PULSE};
     EXPECT_EQ(receivedLike(unit, expected), expected);
+}
+
+// A query that throws the library's error counts as busy; only that error is taken so: a fatal
+// error still ends the process.
+TEST(VantoPrinterBusy, AThrowingQueryCountsAsBusy) {
+    Vanto vanto;
+    VantoProbe::answerBusyWith(vanto, []() -> bool { throw VantoError::GENERIC("no route"); });
+    EXPECT_TRUE(vanto.printerBusy());
+    VantoProbe::answerBusyWith(vanto, []() -> bool { fatalError(fatal::NIL_UNWRAP); });
+    EXPECT_EQ(fatalMessage([&] { vanto.printerBusy(); }), fatal::NIL_UNWRAP);
 }
 
 // Creating the facade opens no socket; without a unit, a failing drawer status passes through
