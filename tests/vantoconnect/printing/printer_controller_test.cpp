@@ -72,15 +72,6 @@ TEST_F(PrinterControllerTest, EachJobTagsItsPacketsFromOneCyclingToFifteenAndEnd
     EXPECT_EQ(receivedLike(unit, expected), expected);
 }
 
-TEST_F(PrinterControllerTest, OnlyAReadyPrinterIsFree) {
-    for (const UBytes& reply :
-         {PRINTER_READY, PRINTER_NOT_READY, portControlReply(18, 0x7F), PRINT_ACKNOWLEDGED}) {
-        unit.script(FakeUnit::Reply::bytes(reply));
-        EXPECT_EQ(controller.isPrinterBusy(), reply != PRINTER_READY);
-    }
-    EXPECT_EQ(unit.received(0), PRINTER_BUSY_QUERY);
-}
-
 }  // namespace
 }  // namespace testing
 }  // namespace vantoconnect

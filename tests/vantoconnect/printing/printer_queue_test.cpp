@@ -18,8 +18,11 @@
 #include "vantoconnect/PrinterQueue.hpp"
 #include "vantoconnect/ReceiptComposer.hpp"
 #include "vantoconnect/Vanto.hpp"
+#include "vantoconnect/VantoDeliveryReport.hpp"
 #include "vantoconnect/VantoError.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
+#include "vantoconnect/VantoReceipt.hpp"
+#include "vantoconnect/VantoReceiptTextLine.hpp"
 #include "vantoconnect/support/Fatal.hpp"
 #include "vantoconnect/support/TimerLoop.hpp"
 
@@ -27,6 +30,7 @@ namespace vantoconnect::testing {
 namespace {
 
 using Events = std::vector<std::string>;
+using Reply = FakeUnit::Reply;
 const std::string GAVE_UP = "error PRINTER_NOT_RESPONDING";
 
 // A printer whose status query cannot even be asked. Were its receipt printed all the same, the
@@ -60,8 +64,8 @@ class PrinterQueueTest : public ::testing::Test {
 };
 
 TEST_F(PrinterQueueTest, ReceiptPrintsEndToEndAndReportsStartThenCompletion) {
-    unit.script(FakeUnit::Reply::bytes(PRINTER_READY));
-    unit.setDefaultReply(FakeUnit::Reply::bytes(PRINT_ACKNOWLEDGED));
+    unit.script(Reply::bytes(PRINTER_READY));
+    unit.setDefaultReply(Reply::bytes(PRINT_ACKNOWLEDGED));
     EXPECT_EQ(print("Thank you", 2), (Events{"started 127.0.0.1", "completed 127.0.0.1"}));
 
     const auto groups = ReceiptComposer().compose(*receiptSaying("Thank you"));
@@ -76,7 +80,7 @@ TEST_F(PrinterQueueTest, ReceiptPrintsEndToEndAndReportsStartThenCompletion) {
 }
 
 TEST_F(PrinterQueueTest, BusyPrinterCostsTheHeadReceiptAtTheThirtyFirstPoll) {
-    unit.setDefaultReply(FakeUnit::Reply::bytes(PRINTER_NOT_READY));
+    unit.setDefaultReply(Reply::bytes(PRINTER_NOT_READY));
     auto first = std::make_shared<RecordingCallback>();
     auto second = std::make_shared<RecordingCallback>();
     queue.addToQueue(receiptSaying("first"), first);
@@ -91,8 +95,8 @@ TEST_F(PrinterQueueTest, BusyPrinterCostsTheHeadReceiptAtTheThirtyFirstPoll) {
 }
 
 TEST_F(PrinterQueueTest, TheFacadePrintsWithoutACallback) {
-    unit.script(FakeUnit::Reply::bytes(PRINTER_READY));
-    unit.setDefaultReply(FakeUnit::Reply::bytes(PRINT_ACKNOWLEDGED));
+    unit.script(Reply::bytes(PRINTER_READY));
+    unit.setDefaultReply(Reply::bytes(PRINT_ACKNOWLEDGED));
     Vanto vanto;
     aimAt(*vanto.getConnectionManager(), unit.port());
     vanto.print(receiptSaying("no callback"));
@@ -103,44 +107,41 @@ TEST_F(PrinterQueueTest, TheFacadePrintsWithoutACallback) {
 
 TEST_F(PrinterQueueTest, ThirtyBusyPollsAreWaitedOut) {
     for (int poll = 0; poll < 30; ++poll) {
-        unit.script(FakeUnit::Reply::bytes(PRINTER_NOT_READY));
+        unit.script(Reply::bytes(PRINTER_NOT_READY));
     }
-    unit.script(FakeUnit::Reply::bytes(PRINTER_READY));
-    unit.setDefaultReply(FakeUnit::Reply::bytes(PRINT_ACKNOWLEDGED));
+    unit.script(Reply::bytes(PRINTER_READY));
+    unit.setDefaultReply(Reply::bytes(PRINT_ACKNOWLEDGED));
     EXPECT_EQ(print("patience", 2), (Events{"started 127.0.0.1", "completed 127.0.0.1"}));
     EXPECT_EQ(console.count("Rescheduling printing of remaining receipts: 1"), 30u);
 }
 
-TEST_F(PrinterQueueTest, UnavailablePollsAccumulateUntilAGiveUp) {
-    // Twenty polls of an empty queue leave eleven for the next receipt.
-    for (int poll = 1; poll <= 20; ++poll) {
-        queue.runPrintingRoutine();
-    }
-    unit.setDefaultReply(FakeUnit::Reply::bytes(PRINTER_NOT_READY));
-    EXPECT_EQ(print("late", 1), Events{GAVE_UP});
-    EXPECT_EQ(unit.requestCount(), 11u);
-}
-
-TEST_F(PrinterQueueTest, TransmissionUnderWayCountsAsUnavailableWithoutAsking) {
+// A transmission under way counts as unavailable without asking; a status query that fails
+// drops the head receipt at once.
+TEST_F(PrinterQueueTest, TransmissionUnderWayWaitsAndAFailingStatusQueryDropsAtOnce) {
     PrinterQueue::IS_PRINTING = true;
     EXPECT_EQ(print("stuck", 1), Events{GAVE_UP});
     EXPECT_EQ(unit.connectionCount(), 0u);
-}
-
-TEST_F(PrinterQueueTest, FailingStatusQueryDropsTheHeadReceiptAtOnce) {
     auto printer = std::make_shared<UnreachablePrinter>(manager);
     queue = PrinterQueue{printer};
     EXPECT_EQ(print("lost", 1), Events{GAVE_UP});
     EXPECT_EQ(printer->queries.load(), 1);
 }
 
-TEST_F(PrinterQueueTest, GiveUpWithNothingQueuedStops) {
-    // Polls of an empty queue count too; the 31st has no receipt to drop.
+// Polls of an empty queue count too, without asking the printer: twenty leave eleven for the
+// next receipt, and after its give-up the 31st has no receipt to drop.
+TEST_F(PrinterQueueTest, UnavailablePollsAccumulateAndAGiveUpWithNothingQueuedStops) {
+    for (int poll = 1; poll <= 20; ++poll) {
+        queue.runPrintingRoutine();
+    }
+    EXPECT_EQ(unit.connectionCount(), 0u);
+    unit.setDefaultReply(Reply::bytes(PRINTER_NOT_READY));
+    EXPECT_EQ(print("late", 1), Events{GAVE_UP});
+    EXPECT_EQ(unit.requestCount(), 11u);
     for (int poll = 1; poll <= 30; ++poll) {
         queue.runPrintingRoutine();
     }
     EXPECT_THROW(queue.runPrintingRoutine(), FatalError);
-    EXPECT_EQ(unit.connectionCount(), 0u);
+    EXPECT_EQ(unit.requestCount(), 11u);
 }
 
 using PrinterQueueDeathTest = PrinterQueueTest;
@@ -210,6 +211,127 @@ TEST_F(PrinterQueueTest, GiveUpsDropReceiptsInSubmissionOrderWhileOthersArrive) 
             ASSERT_EQ(callback->events().size(), 1u);
         }
     }
+}
+
+const UBytes REFUSED = FakeUnit::frame(FakeUnit::message(0x4E, {}, false, 0));
+const UBytes UNRECOGNISED = FakeUnit::frame(FakeUnit::message(0x3F));
+
+// Thirty 40-character lines: two packets of printer data.
+std::shared_ptr<VantoReceipt> twoPacketReceipt() {
+    auto receipt = std::make_shared<VantoReceipt>();
+    for (int line = 0; line < 30; ++line) {
+        receipt->addLine(
+            std::make_shared<VantoReceiptTextLine>(std::string(40, 'a' + line % 26), 0, 0, 0));
+    }
+    return receipt;
+}
+
+// Aims the connection at a port where nothing listens as soon as the job starts, so that every
+// attempt at every packet fails to connect.
+class UnitGoneAtStart : public RecordingCallback {
+  public:
+    UnitGoneAtStart(std::shared_ptr<GenericConnectionManager> manager) : manager(manager) {}
+    void onPrinterStarted(const std::string& ip) override {
+        manager->VantoPort = FakeUnit::unusedPort();
+        RecordingCallback::onPrinterStarted(ip);
+    }
+    std::shared_ptr<GenericConnectionManager> manager;
+};
+
+// The queue's reports, for receipts submitted with a delivery listener.
+using DeliveryReportTest = PrinterQueueTest;
+
+TEST_F(DeliveryReportTest, EveryPacketLandsInExactlyOneCount) {
+    struct Case {
+        const char* name;
+        std::vector<UBytes> firstPacketAnswers;  // after the printer said it is ready
+        std::string report;
+        std::string summary;
+    };
+    const std::vector<Case> cases = {
+        {"acknowledged",
+         {},
+         "report 2/0/0/0 of 2, end sent, all acknowledged",
+         "all 2 packets acknowledged"},
+        {"refused on every attempt", std::vector<UBytes>(5, REFUSED),
+         "report 1/1/0/0 of 2, end sent",
+         "the unit refused 1 of 2 packets; the receipt is incomplete"},
+        {"refused, then understood",
+         {REFUSED, REFUSED},
+         "report 2/0/0/0 of 2, end sent, all acknowledged",
+         "all 2 packets acknowledged"},
+        {"refusals and one answer nobody understands",
+         {REFUSED, REFUSED, UNRECOGNISED, REFUSED, REFUSED},
+         "report 1/0/1/0 of 2, end sent",
+         "the unit gave no recognisable answer to 1 of 2 packets; the receipt may be incomplete"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        FakeUnit fresh;
+        auto port = managerFor(fresh.port());
+        PrinterQueue local{std::make_shared<VantoPrinterController>(port)};
+        fresh.script(Reply::bytes(PRINTER_READY));
+        for (const UBytes& answer : c.firstPacketAnswers) {
+            fresh.script(Reply::bytes(answer));
+        }
+        fresh.setDefaultReply(Reply::bytes(PRINT_ACKNOWLEDGED));
+        auto callback = std::make_shared<RecordingCallback>();
+        const std::uint64_t id = local.addToQueue(twoPacketReceipt(), callback, callback);
+        EXPECT_EQ(callback->events(3),
+                  (Events{"started 127.0.0.1", "completed 127.0.0.1", c.report}));
+        ASSERT_EQ(callback->reports().size(), 1u);
+        EXPECT_EQ(callback->reports()[0].receiptId, id);
+        EXPECT_EQ(callback->reports()[0].summary(), c.summary);
+        ASSERT_TRUE(PrinterQueue::resetForTesting());
+    }
+}
+
+// Every packet acknowledged is not enough: the end of the job must reach the unit too. The
+// last acknowledgement comes late, and meanwhile the unit's port goes away. Completion waits
+// for that last answer and, like the report after it, comes on the connection's own thread.
+TEST_F(DeliveryReportTest, AcknowledgedPacketsWithoutTheEndOfJobAreNotAPrintedReceipt) {
+    using namespace std::chrono_literals;
+    unit.script(Reply::bytes(PRINTER_READY));
+    unit.script(Reply::bytes(PRINT_ACKNOWLEDGED));
+    unit.script(Reply::chunked({{500ms, PRINT_ACKNOWLEDGED}}));
+    auto callback = std::make_shared<RecordingCallback>();
+    queue.addToQueue(twoPacketReceipt(), callback, callback);
+    ASSERT_TRUE(unit.waitForConnections(3));
+    manager->VantoPort = FakeUnit::unusedPort();
+    EXPECT_EQ(callback->events(3), (Events{"started 127.0.0.1", "completed 127.0.0.1",
+                                           "report 2/0/0/0 of 2, end not sent"}));
+    EXPECT_EQ(callback->reports().at(0).summary(),
+              "the end of the job could not be sent; the receipt may be incomplete");
+    const auto threads = callback->threads();
+    EXPECT_GE(callback->times()[1] - callback->times()[0], 500ms);
+    EXPECT_NE(threads[0], std::this_thread::get_id());
+    EXPECT_NE(threads[1], threads[0]);  // the queue's timer thread started it
+    EXPECT_EQ(threads[2], threads[1]);
+    ASSERT_TRUE(PrinterQueue::resetForTesting());
+    EXPECT_EQ(callback->events().size(), 3u);  // one report, never a second
+}
+
+TEST_F(DeliveryReportTest, UnreachableUnitAndDroppedReceiptAreNeverCalledPrinted) {
+    unit.script(Reply::bytes(PRINTER_READY));
+    auto gone = std::make_shared<UnitGoneAtStart>(manager);
+    const std::uint64_t goneId = queue.addToQueue(twoPacketReceipt(), gone, gone);
+    EXPECT_EQ(gone->events(3), (Events{"started 127.0.0.1", "completed 127.0.0.1",
+                                       "report 0/0/0/2 of 2, end not sent"}));
+    EXPECT_EQ(gone->reports().at(0).summary(),
+              "2 of 2 packets never reached the unit, the end of the job could not be "
+              "sent; the receipt is incomplete");
+    ASSERT_TRUE(PrinterQueue::resetForTesting());
+
+    // Ids follow submission order across queues, and a plain submission takes its turn.
+    PrinterQueue failing{std::make_shared<UnreachablePrinter>(manager)};
+    failing.addToQueue(twoPacketReceipt(), nullptr);
+    auto dropped = std::make_shared<RecordingCallback>();
+    const std::uint64_t id = failing.addToQueue(twoPacketReceipt(), dropped, dropped);
+    EXPECT_EQ(id, goneId + 2);
+    EXPECT_EQ(dropped->events(2),
+              (Events{"error PRINTER_NOT_RESPONDING", "report 0/0/0/0 of 0, end not sent"}));
+    EXPECT_EQ(dropped->reports().at(0).receiptId, id);
+    EXPECT_EQ(dropped->reports().at(0).summary(), "nothing was sent; the receipt was not printed");
 }
 
 }  // namespace

@@ -20,18 +20,6 @@ namespace {
 
 using testing::FakeUnit;
 
-TEST(SocketErrorText, IsThePlatformDefaultDescriptionWithTheCasePosition) {
-    const SocketError cases[] = {SocketError::queryFailed, SocketError::connectionClosed,
-                                 SocketError::connectionTimeout, SocketError::unknownError};
-    const std::string prefix =
-        "The operation couldn\u2019t be completed. (vantoconnect.SocketError error ";
-    for (std::size_t n = 0; n < 4; ++n) {
-        EXPECT_EQ(localizedDescription(cases[n]), prefix + std::to_string(n) + ".)");
-        EXPECT_EQ(std::error_code(cases[n]).message(), localizedDescription(cases[n]));
-    }
-    EXPECT_STREQ(std::error_code(cases[0]).category().name(), "vantoconnect.SocketError");
-}
-
 TEST(TCPConnect, CarriesBytesBothWaysAndStringsStopAtTheFirstZeroByte) {
     FakeUnit unit;
     unit.script(FakeUnit::Reply::bytes({0x00, 0x80, 0xFF}));
