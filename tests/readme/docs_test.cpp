@@ -1,21 +1,105 @@
-// What the README and the pages of docs/ show must stay true as files move and examples change:
-// every code block whose paragraph names an example file is that file, or a piece of it, and
-// every relative link and anchor leads somewhere.
+// What the README, DEVELOPERS.md and the pages of docs/ show must stay true as files move and
+// examples change: every code block whose paragraph names an example file is that file, or a
+// piece of it; every relative link and anchor leads somewhere; and every `vanto` and example
+// command shown in a shell block runs as written against an emulated unit on a free loopback
+// port. The pages' own port (8080) is replaced by that port; a trailing "# exit N" says which
+// exit code the command is shown to give. Commands that set up a machine (make, cmake,
+// apt-get, ...) are left out and listed.
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cctype>
+#include <chrono>
+#include <filesystem>
+#include <iostream>
+#include <iterator>
 #include <map>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "tests/readme/Docs.hpp"
+#include "emulator/EmulatedUnit.hpp"
+#include "tests/support/ProgramRun.hpp"
+#include "tests/support/ScratchDir.hpp"
 
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using vantoconnect::testing::runProgram;
+using vantoconnect::testing::slurp;
+
+struct Document {
+    fs::path path;     // absolute
+    std::string name;  // as a reader finds it: "README.md", "docs/cpp.md"
+    std::string text;
+};
+
+// README.md, DEVELOPERS.md and docs/*.md, in a fixed order.
+std::vector<Document> documents(const fs::path& root) {
+    std::vector<fs::path> paths;
+    for (const auto& entry : fs::directory_iterator(root / "docs")) {
+        if (entry.path().extension() == ".md") {
+            paths.push_back(entry.path());
+        }
+    }
+    std::sort(paths.begin(), paths.end());
+    paths.insert(paths.begin(), {root / "README.md", root / "DEVELOPERS.md"});
+    std::vector<Document> documents;
+    for (const fs::path& path : paths) {
+        documents.push_back({path, fs::relative(path, root).generic_string(), slurp(path)});
+    }
+    return documents;
+}
+
+struct Block {
+    std::string language;   // what follows the opening fence: "sh", "cpp", ...
+    std::string body;       // every line, each ending in a newline
+    std::string paragraph;  // the prose paragraph right above the fence
+};
+
+struct Parsed {
+    std::vector<Block> blocks;
+    std::vector<std::string> prose;  // the lines outside fences
+};
+
+Parsed parse(const std::string& text) {
+    Parsed parsed;
+    std::istringstream in(text);
+    std::string line;
+    std::string paragraph;  // the last prose paragraph, kept across the blank line that ends it
+    bool ended = false;
+    Block* open = nullptr;
+    while (std::getline(in, line)) {
+        if (open != nullptr) {
+            if (line.rfind("```", 0) == 0) {
+                open = nullptr;
+            } else {
+                open->body += line + '\n';
+            }
+            continue;
+        }
+        if (line.rfind("```", 0) == 0) {
+            parsed.blocks.push_back({line.substr(3), "", paragraph});
+            open = &parsed.blocks.back();
+            paragraph.clear();
+            continue;
+        }
+        parsed.prose.push_back(line);
+        if (line.find_first_not_of(' ') == std::string::npos) {
+            ended = true;
+            continue;
+        }
+        if (ended) {
+            paragraph.clear();
+            ended = false;
+        }
+        paragraph += line + '\n';
+    }
+    return parsed;
+}
 
 // A line that stands for lines left out of an excerpt.
 bool isGap(std::string line) {
@@ -94,8 +178,8 @@ std::vector<std::string> linkTargets(const std::string& line) {
 // the paragraph says "`FILE`, complete", otherwise pieces of it in order.
 TEST(Docs, ShowExamplesAsTheyAre) {
     std::set<std::string> shown;
-    for (const docs::Document& document : docs::all(VANTO_SOURCE_DIR)) {
-        for (const docs::Block& block : docs::parse(document.text).blocks) {
+    for (const Document& document : documents(VANTO_SOURCE_DIR)) {
+        for (const Block& block : parse(document.text).blocks) {
             std::string name;
             for (const std::string& code : spans(block.paragraph).code) {
                 if (code.rfind("examples/", 0) == 0 &&
@@ -109,7 +193,7 @@ TEST(Docs, ShowExamplesAsTheyAre) {
             }
             SCOPED_TRACE(document.name + ": the " + block.language + " block from " + name);
             shown.insert(name);
-            const std::string file = docs::slurp(fs::path(VANTO_SOURCE_DIR) / name);
+            const std::string file = slurp(fs::path(VANTO_SOURCE_DIR) / name);
             if (block.paragraph.find("`" + name + "`, complete") != std::string::npos) {
                 EXPECT_EQ(block.body, file) << "the page calls it complete";
                 continue;
@@ -134,7 +218,7 @@ TEST(Docs, ShowExamplesAsTheyAre) {
 std::set<std::string> anchors(const std::string& text) {
     std::set<std::string> out;
     std::map<std::string, int> seen;
-    for (const std::string& line : docs::parse(text).prose) {
+    for (const std::string& line : parse(text).prose) {
         const auto hashes = line.find_first_not_of('#');
         if (hashes == 0 || hashes == std::string::npos || line[hashes] != ' ') {
             continue;
@@ -156,13 +240,13 @@ std::set<std::string> anchors(const std::string& text) {
 // Relative links and their anchors lead somewhere. Code and HTML comments are not read.
 TEST(Docs, LinksResolve) {
     int checked = 0;
-    for (const docs::Document& document : docs::all(VANTO_SOURCE_DIR)) {
+    for (const Document& document : documents(VANTO_SOURCE_DIR)) {
         std::string text = document.text;
         for (auto at = text.find("<!--"); at != std::string::npos; at = text.find("<!--", at)) {
             const auto close = text.find("-->", at);
             text.erase(at, close == std::string::npos ? close : close + 3 - at);
         }
-        for (const std::string& line : docs::parse(text).prose) {
+        for (const std::string& line : parse(text).prose) {
             for (const std::string& target : linkTargets(spans(line).outside)) {
                 if (target.rfind("http://", 0) == 0 || target.rfind("https://", 0) == 0) {
                     continue;
@@ -175,13 +259,123 @@ TEST(Docs, LinksResolve) {
                     file.empty() ? document.path : document.path.parent_path() / file;
                 ASSERT_TRUE(fs::exists(path)) << "no such file";
                 if (hash != std::string::npos) {
-                    EXPECT_TRUE(anchors(docs::slurp(path)).count(target.substr(hash + 1)))
+                    EXPECT_TRUE(anchors(slurp(path)).count(target.substr(hash + 1)))
                         << "no such heading";
                 }
             }
         }
     }
     EXPECT_GT(checked, 0);
+}
+
+struct Command {
+    std::string text;  // as the page shows it
+    std::vector<std::string> words;
+    int expectedExit = 0;
+};
+
+// The lines of every ```sh block, with "# exit N" markers read and other comments dropped.
+std::vector<Command> shellCommands(const std::vector<Block>& blocks) {
+    std::vector<Command> commands;
+    for (const Block& block : blocks) {
+        if (block.language != "sh") {
+            continue;
+        }
+        std::istringstream in(block.body);
+        std::string line;
+        while (std::getline(in, line)) {
+            Command command;
+            const auto marker = line.find("# exit ");
+            if (marker != std::string::npos) {
+                command.expectedExit = std::stoi(line.substr(marker + 7));
+            }
+            const auto hash = line.find(" #");
+            command.text = line.substr(0, line.rfind('#', 0) == 0 ? 0 : hash);
+            command.text.erase(command.text.find_last_not_of(' ') + 1);
+            std::istringstream words(command.text);
+            command.words.assign(std::istream_iterator<std::string>(words), {});
+            if (!command.words.empty()) {
+                commands.push_back(command);
+            }
+        }
+    }
+    return commands;
+}
+
+bool reachesUnit(const std::vector<std::string>& args) {
+    static const std::vector<std::string> unitCommands = {"print", "drawer", "led", "usb",
+                                                          "printer"};
+    return !args.empty() &&
+           std::find(unitCommands.begin(), unitCommands.end(), args[0]) != unitCommands.end();
+}
+
+TEST(Readme, EveryCommandRunsAsWritten) {
+    // A command shown on two pages runs once.
+    std::vector<Command> commands;
+    for (const Document& document : documents(VANTO_SOURCE_DIR)) {
+        for (const Command& command : shellCommands(parse(document.text).blocks)) {
+            const auto same = [&](const Command& c) { return c.text == command.text; };
+            if (std::none_of(commands.begin(), commands.end(), same)) {
+                commands.push_back(command);
+            }
+        }
+    }
+    ASSERT_FALSE(commands.empty());
+
+    const vantoconnect::testing::ScratchDir scratch;
+    const fs::path& dir = scratch.path;
+    fs::create_directory_symlink(fs::path(VANTO_SOURCE_DIR) / "examples", dir / "examples");
+
+    vantoemu::UnitOptions options;
+    options.port = 0;
+    options.outDir = (dir / "unit").string();
+    options.drawerCloseAfter = 0ms;
+    vantoemu::EmulatedUnit unit(options);
+    unit.start();
+    const std::string port = std::to_string(unit.port());
+
+    std::vector<std::string> leftOut;
+    int ran = 0;
+    for (const Command& command : commands) {
+        const std::string& first = command.words[0];
+        std::vector<std::string> args(command.words.begin() + 1, command.words.end());
+        std::string program;
+        if (first == "vanto" || first == "build/release/cli/vanto") {
+            program = VANTO_CLI_PATH;
+        } else if (first.rfind("build/release/examples/", 0) == 0) {
+            program = std::string(VANTO_EXAMPLES_DIR) + "/" + fs::path(first).filename().string();
+        } else {
+            leftOut.push_back(command.text);
+            continue;
+        }
+        // The pages' port is the unit's default; here the emulated unit has a free one.
+        std::replace(args.begin(), args.end(), std::string("8080"), port);
+        SCOPED_TRACE(command.text);
+        if (program == VANTO_CLI_PATH && reachesUnit(args)) {
+            const bool loopback = std::find(args.begin(), args.end(), "127.0.0.1") != args.end();
+            ASSERT_TRUE(loopback) << "a documented command reaches the default unit address";
+        }
+        ++ran;
+        if (program == VANTO_CLI_PATH && !args.empty() && args[0] == "emulate") {
+            // Runs until interrupted; shown as written, it must at least come up. Its port is
+            // the emulated unit's own, which is taken, so it gets a free one.
+            for (std::size_t i = 0; i + 1 < args.size(); ++i) {
+                if (args[i] == "--port") {
+                    args[i + 1] = "0";
+                }
+            }
+            const auto r = runProgram(program, args, dir, 2s);
+            EXPECT_EQ(r.exitCode, -2) << r.err;  // still running when interrupted
+            continue;
+        }
+        const auto r = runProgram(program, args, dir);
+        EXPECT_EQ(r.exitCode, command.expectedExit) << r.err;
+    }
+    unit.stop();
+    std::cout << "ran " << ran << " documented commands; left out:\n";
+    for (const std::string& text : leftOut) {
+        std::cout << "  " << text << '\n';
+    }
 }
 
 }  // namespace

@@ -33,19 +33,6 @@ test('a script that printed and stopped its unit exits by itself, awaiting nothi
     assert.deepEqual([done.status, done.out, done.err], [0, 'delivered\n', '']);
 });
 
-test('a pending print keeps the script alive until its report, even with nothing else to wait for', () => {
-    const done = run(`
-        const vc = require('vantoconnect');
-        vc.setConsole(() => {});
-        const unit = new vc.Emulator({ delayMs: 300 });
-        unit.start().then(() => {
-            new vc.Vanto({ address: '127.0.0.1', port: unit.port, profile: 'classic' })
-                .print(new vc.Receipt().addText('slow'))
-                .then((report) => { console.log(report.allAcknowledged); return unit.close(); });
-        });`);
-    assert.deepEqual([done.status, done.out], [0, 'true\n'], done.err);
-});
-
 test('the package loads and prints in a worker thread, and the worker ends cleanly', () => {
     const done = run(`
         const { Worker } = require('node:worker_threads');

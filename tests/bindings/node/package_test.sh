@@ -24,6 +24,9 @@ export CCACHE_BASEDIR=$work CCACHE_NOHASHDIR=1
 mkdir -p "$clone"
 (cd "$source_dir" && git ls-files -z --cached --others --exclude-standard) |
     (cd "$source_dir" && xargs -0 tar -cf - --no-recursion 2>/dev/null) | tar -xf - -C "$clone"
+# A repository of its own, as a clone is: npm pack lists the library's sources with git, which
+# would otherwise find whatever checkout the work folder sits in and list nothing.
+git -C "$clone" init -q && git -C "$clone" add -A
 
 ms() { echo $(($(date +%s%N) / 1000000)); }
 

@@ -1,6 +1,8 @@
 """Shared by the package's suite: the package's own fixture, the classic printer queue at a
-hundredth of its real intervals, and a facade of each profile aimed at the emulated unit."""
+hundredth of its real intervals, a facade of each profile aimed at the emulated unit, and the
+receipts and ports the cases use."""
 
+import socket
 import time
 from typing import Callable, Iterator
 
@@ -45,3 +47,17 @@ def eventually(condition: Callable[[], bool], timeout: float = 10.0) -> bool:
             return False
         time.sleep(0.01)
     return True
+
+
+def receipt_saying(*lines: str) -> vc.Receipt:
+    receipt = vc.Receipt(footer_feed=0)
+    for line in lines:
+        receipt.add_text(line)
+    return receipt
+
+
+def unused_loopback_port() -> int:
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        port: int = probe.getsockname()[1]
+        return port
