@@ -48,11 +48,11 @@ std::size_t darkDots(const fs::path& png) {
 class Cli : public ::testing::Test {
   protected:
     void SetUp() override {
-        vantoemu::UnitOptions options;
-        options.port = 0;
-        options.outDir = (scratch / "unit").string();
-        options.drawerCloseAfter = std::chrono::milliseconds(0);
-        unit = std::make_unique<EmulatedUnit>(options);
+        unit = std::make_unique<EmulatedUnit>(
+            vantoemu::UnitOptions{.port = 0,
+                                  .outDir = (scratch / "unit").string(),
+                                  .drawerCloseAfter = {},
+                                  .faults = {}});
         unit->start();
     }
     void TearDown() override { unit->stop(); }

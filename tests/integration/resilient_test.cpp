@@ -22,14 +22,7 @@ using vantoemu::ReplyMode;
 
 // The callback's events once its report (always the last) is in.
 std::vector<std::string> reported(const RecordingCallback& callback) {
-    for (std::size_t count = 1; count <= 3; ++count) {
-        if (!callback.waitForEvents(count, 10s)) {
-            break;
-        }
-        if (!callback.reports().empty()) {
-            break;
-        }
-    }
+    callback.waitForReport(10s);
     return callback.events();
 }
 

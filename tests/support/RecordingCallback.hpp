@@ -69,6 +69,12 @@ class RecordingCallback : public VantoPrinterCallback, public VantoDeliveryListe
         return mChanged.wait_for(lock, limit, [&] { return mEvents.size() >= count; });
     }
 
+    // A receipt's report comes last of its events.
+    bool waitForReport(std::chrono::milliseconds limit = std::chrono::seconds(15)) const {
+        std::unique_lock lock(mMutex);
+        return mChanged.wait_for(lock, limit, [&] { return !mReports.empty(); });
+    }
+
   private:
     // A report is kept with its event under one lock, so that whoever sees the report also sees
     // every event before it.
