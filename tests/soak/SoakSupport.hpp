@@ -60,12 +60,8 @@ inline std::shared_ptr<testing::RecordingCallback> printOne(Vanto& vanto, int nu
                                                             std::chrono::seconds limit) {
     auto recorder = std::make_shared<testing::RecordingCallback>();
     vanto.print(shopReceipt(number), recorder, recorder);
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (recorder->reports().empty()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return nullptr;
-        }
-        recorder->waitForEvents(recorder->events().size() + 1, std::chrono::milliseconds(200));
+    if (!recorder->waitForReport(limit)) {
+        return nullptr;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     return recorder;
