@@ -12,9 +12,9 @@
 #include <string_view>
 #include <vector>
 
+#include "tests/support/ConsoleCapture.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/ByteLump.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkDecoder16.hpp"
-#include "vantoconnect/support/Console.hpp"
 #include "vantoconnect/support/Fatal.hpp"
 
 namespace {
@@ -25,12 +25,6 @@ using vantoconnect::FatalError;
 using vantoconnect::LinkDecoder16;
 
 constexpr std::size_t CANVAS = 8000;
-
-struct Silence {
-    Silence() {
-        vantoconnect::setConsoleSink([](std::string_view) {});
-    }
-};
 
 LinkDecoder16 makeDecoder(std::uint8_t flags) {
     LinkDecoder16 decoder;
@@ -44,7 +38,7 @@ LinkDecoder16 makeDecoder(std::uint8_t flags) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const Silence silence;
+    static const vantoconnect::testing::QuietConsole quiet;
     if (size < 3) {
         return 0;
     }

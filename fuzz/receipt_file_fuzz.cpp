@@ -9,15 +9,11 @@
 
 #include "receipts/ReceiptFile.hpp"
 #include "receipts/ReceiptInputError.hpp"
+#include "tests/support/ConsoleCapture.hpp"
 #include "vantoconnect/ReceiptComposer.hpp"
-#include "vantoconnect/support/Console.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const bool quiet = [] {
-        vantoconnect::setConsoleSink([](std::string_view) {});
-        return true;
-    }();
-    (void)quiet;
+    static const vantoconnect::testing::QuietConsole quiet;
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     try {
         auto receipt = vantoreceipts::ReceiptFile::parse(text, "fuzz.json", "/nonexistent-dir");

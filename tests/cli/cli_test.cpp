@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -14,11 +15,13 @@
 #include "tests/support/ImageFile.hpp"
 #include "tests/support/ProgramRun.hpp"
 #include "tests/support/ScratchDir.hpp"
+#include "tests/support/UnitFrames.hpp"
 #include "vantoconnect/support/Image.hpp"
 
 namespace {
 
 namespace fs = std::filesystem;
+using vantoconnect::testing::FakeUnit;
 using vantoemu::EmulatedUnit;
 
 using vantoconnect::testing::finish;
@@ -45,11 +48,11 @@ std::size_t darkDots(const fs::path& png) {
 class Cli : public ::testing::Test {
   protected:
     void SetUp() override {
-        vantoemu::UnitOptions options;
-        options.port = 0;
-        options.outDir = (scratch / "unit").string();
-        options.drawerCloseAfter = std::chrono::milliseconds(0);
-        unit = std::make_unique<EmulatedUnit>(options);
+        unit = std::make_unique<EmulatedUnit>(
+            vantoemu::UnitOptions{.port = 0,
+                                  .outDir = (scratch / "unit").string(),
+                                  .drawerCloseAfter = {},
+                                  .faults = {}});
         unit->start();
     }
     void TearDown() override { unit->stop(); }
@@ -69,10 +72,44 @@ class Cli : public ::testing::Test {
         std::ofstream(path) << text;
         return path;
     }
+    // Two lines of 1013 characters: four packets, as a full line cannot share its packet with
+    // the header or the footer feed.
+    std::string writeFourPackets() {
+        const std::string line =
+            R"({"lineType": "TEXT", "text": ")" + std::string(1013, 'x') + "\"}";
+        return write("four.json", "{\"lines\": [" + line + "," + line + "]}").string();
+    }
+    // A scripted unit answering requests in turn, then with `otherwise`.
+    FakeUnit& fake(const std::vector<FakeUnit::Reply>& script, FakeUnit::Reply otherwise = {}) {
+        auto& unit = fakes.emplace_back();
+        for (const auto& reply : script) {
+            unit.script(reply);
+        }
+        unit.setDefaultReply(std::move(otherwise));
+        return unit;
+    }
+    // Ready, then the first packet acknowledged.
+    FakeUnit& readyThenAcknowledging(FakeUnit::Reply otherwise = {}) {
+        using vantoconnect::testing::PRINT_ACKNOWLEDGED;
+        using vantoconnect::testing::PRINTER_READY;
+        return fake(
+            {FakeUnit::Reply::bytes(PRINTER_READY), FakeUnit::Reply::bytes(PRINT_ACKNOWLEDGED)},
+            std::move(otherwise));
+    }
+    // A further emulated unit that draws no paper (under the race checker a drawing takes the
+    // better part of a minute), with its fault set before it starts.
+    EmulatedUnit& otherUnit(vantoemu::Faults faults) {
+        auto& other = *others.emplace_back(std::make_unique<EmulatedUnit>(vantoemu::UnitOptions{
+            .port = 0, .outDir = "", .renderReceipts = false, .faults = faults}));
+        other.start();
+        return other;
+    }
 
     const vantoconnect::testing::ScratchDir dir;
     const fs::path& scratch = dir.path;
     std::unique_ptr<EmulatedUnit> unit;
+    std::deque<FakeUnit> fakes;
+    std::vector<std::unique_ptr<EmulatedUnit>> others;
 };
 
 const char* kReceipt = R"({
@@ -134,14 +171,12 @@ TEST_F(Cli, PrinterStatusAndConfigurationPage) {
     unit->setPrinterCondition(vantoemu::PrinterCondition::Ready);
 
     // A printer that needs a person flags byte 7 of the port-control answer.
-    vantoconnect::testing::FakeUnit fake;
     vantoconnect::Bytes content(18, 0);
     content[7] = 0x01;
-    fake.script(
-        vantoconnect::testing::FakeUnit::Reply::bytes(vantoconnect::testing::FakeUnit::frame(
-            vantoconnect::testing::FakeUnit::message(0x61, content))));
-    const auto error =
-        vanto({"printer", "status", "--ip", "127.0.0.1", "--port", std::to_string(fake.port())});
+    auto& needsAttention =
+        fake({FakeUnit::Reply::bytes(FakeUnit::frame(FakeUnit::message(0x61, content)))});
+    const auto error = vanto({"printer", "status", "--ip", "127.0.0.1", "--port",
+                              std::to_string(needsAttention.port())});
     EXPECT_EQ(error.exitCode, 0) << error.err;
     EXPECT_EQ(error.out, "error (the printer needs attention: cover open or out of paper)\n");
 
@@ -157,16 +192,16 @@ TEST_F(Cli, PrintsSeveralFilesInOrderAndReportsEachDelivery) {
         write("second.json", R"({"lines": [{"lineType": "TEXT", "text": "Second receipt"}]})");
     const auto r = run({"print", first.string(), second.string()});
     EXPECT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_NE(r.out.find("print: " + first.string() + " (1 packet)\nprint: queued\n"),
-              std::string::npos)
-        << r.out;
-    EXPECT_NE(r.out.find("print: packet 1 of 1 acknowledged\n"), std::string::npos);
-    EXPECT_NE(r.out.find("print: report: 1 packets sent, 1 acknowledged, 0 refused, 0 "
-                         "unrecognised, 0 not sent; end of job sent\n"),
-              std::string::npos);
+    for (const std::string& line :
+         {"print: " + first.string() + " (1 packet)\nprint: queued\n",
+          std::string("print: packet 1 of 1 acknowledged\n"),
+          std::string("print: report: 1 packets sent, 1 acknowledged, 0 refused, 0 unrecognised, "
+                      "0 not sent; end of job sent\n"),
+          "print: " + second.string() + " delivered"}) {
+        EXPECT_NE(r.out.find(line), std::string::npos) << line << " not in " << r.out;
+    }
     EXPECT_LT(r.out.find("print: " + first.string() + " delivered"),
               r.out.find("print: " + second.string() + " (1 packet)"));
-    EXPECT_NE(r.out.find("print: " + second.string() + " delivered"), std::string::npos);
     // Drawing the paper takes seconds per receipt under the race checker.
     ASSERT_TRUE(unit->waitForReceipts(2, std::chrono::seconds(60)));
     EXPECT_NE(unit->receipts()[0].rendered.text.find("[Code 39 AB-12]"), std::string::npos);
@@ -390,41 +425,21 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
     // A unit that closes every connection at once, one that never answers, and a scripted one
     // that hangs up where the library waits for an answer: on the command's thread (printer
     // status) and on the library's (the printer queue's own busy query).
-    vantoemu::UnitOptions options;
-    options.port = 0;
-    options.outDir = "";
-    options.faults.refuseConnections = true;
-    EmulatedUnit refusing(options);
-    refusing.start();
-    options.faults.refuseConnections = false;
-    options.faults.replyMode = vantoemu::ReplyMode::Silent;
-    EmulatedUnit silent(options);
-    silent.start();
-    // Ready, then the first of four packets acknowledged (the header feed: a full line cannot
-    // share its packet), then silence.
-    using vantoconnect::testing::FakeUnit;
-    FakeUnit stalls;
-    vantoconnect::Bytes ready(18, 0);
-    ready[6] = 0x04;
-    stalls.script(FakeUnit::Reply::bytes(FakeUnit::frame(FakeUnit::message(0x61, ready))));
-    stalls.script(FakeUnit::Reply::bytes(FakeUnit::frame(FakeUnit::message(0x4E, {}, true, 1))));
-    const auto twoPackets =
-        file("two.json", lines(R"({"lineType": "TEXT", "text": ")" + text1013 +
-                               R"("}, {"lineType": "TEXT", "text": ")" + text1013 + "\"}"));
-    vantoconnect::testing::FakeUnit hangsUp;
-    hangsUp.setDefaultReply(vantoconnect::testing::FakeUnit::Reply::close());
+    auto& refusing = otherUnit({.refuseConnections = true});
+    auto& silent = otherUnit({.replyMode = vantoemu::ReplyMode::Silent});
+    // Ready, then the first of four packets acknowledged, then silence.
+    auto& stalls = readyThenAcknowledging();
+    const auto twoPackets = writeFourPackets();
+    auto& hangsUp = fake({}, FakeUnit::Reply::close());
     // Units expected to stay silent get a short watchdog; the others a long one, so that a busy
     // machine cannot turn their own failure into a time-out.
-    auto at = [](int port, const char* timeout = "20") {
-        return std::vector<std::string>{"--ip",      "127.0.0.1", "--port", std::to_string(port),
-                                        "--timeout", timeout};
-    };
-    auto with = [](std::vector<std::string> a, const std::vector<std::string>& b) {
-        a.insert(a.end(), b.begin(), b.end());
-        return a;
+    auto at = [](std::vector<std::string> args, int port, const char* timeout = "20") {
+        args.insert(args.end(),
+                    {"--ip", "127.0.0.1", "--port", std::to_string(port), "--timeout", timeout});
+        return args;
     };
     const auto receipt = file("receipt.json", kReceipt);
-    const auto unused = vantoconnect::testing::FakeUnit::unusedPort();
+    const auto unused = FakeUnit::unusedPort();
     const std::vector<Case> commands = {
         {{"frobnicate"}, 2, "vanto: unknown command \"frobnicate\" (use demo, emulate"},
         {{"led", "blink", "red"}, 2, "vanto: unknown led command \"blink\" (use diag or cosmetic)"},
@@ -450,29 +465,29 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
         {{"led", "diag", "ped", "green", "--ip", "127.0.0.1"},
          2,
          "vanto: ped cannot be set to green"},
-        {with({"drawer", "status"}, at(unused)), 3,
+        {at({"drawer", "status"}, unused), 3,
          "vanto: cannot reach the unit at 127.0.0.1:" + std::to_string(unused) +
              ": connection refused"},
         {{"drawer", "status", "--ip", "no such host", "--port", "8080"},
          3,
          "vanto: cannot reach the unit at no such host:8080: the address does not resolve"},
-        {with({"printer", "status"}, at(refusing.port())), 3,
+        {at({"printer", "status"}, refusing.port()), 3,
          // Either the command's own look or the library's read finds the hang-up first.
          "vanto: the unit at 127.0.0.1:" + std::to_string(refusing.port()) + " "},
-        {with({"print", receipt}, at(refusing.port())), 3, "vanto: the unit at 127.0.0.1:"},
-        {with({"printer", "status"}, at(silent.port(), "2")), 3,
+        {at({"print", receipt}, refusing.port()), 3, "vanto: the unit at 127.0.0.1:"},
+        {at({"printer", "status"}, silent.port(), "2"), 3,
          "vanto: no usable answer from 127.0.0.1:" + std::to_string(silent.port()) +
              " to the printer status request; gave up after 2 s (--timeout)"},
-        {with({"print", receipt}, at(silent.port(), "2")), 3,
+        {at({"print", receipt}, silent.port(), "2"), 3,
          "vanto: no usable answer from 127.0.0.1:" + std::to_string(silent.port()) +
              " to the printer status query before packet 1 of 1; gave up after 2 s"},
-        {with({"print", twoPackets}, at(stalls.port(), "2")), 3,
+        {at({"print", twoPackets}, stalls.port(), "2"), 3,
          "vanto: no usable answer from 127.0.0.1:" + std::to_string(stalls.port()) +
              " to packet 2 of 4 (1 acknowledged); gave up after 2 s (--timeout)"},
-        {with({"printer", "status", "--classic"}, at(hangsUp.port())), 3,
+        {at({"printer", "status", "--classic"}, hangsUp.port()), 3,
          "vanto: the unit at 127.0.0.1:" + std::to_string(hangsUp.port()) +
              " closed the connection without answering"},
-        {with({"print", receipt, "--classic"}, at(hangsUp.port())), 3,
+        {at({"print", receipt, "--classic"}, hangsUp.port()), 3,
          "vanto: the unit at 127.0.0.1:" + std::to_string(hangsUp.port()) +
              " closed the connection without answering"},
     };
@@ -487,40 +502,15 @@ TEST_F(Cli, EveryFailureIsOneLineWithItsExitCode) {
 // The resilient profile (the default) ends every wait itself: each case below ends with the
 // library's own verdict, never the watchdog's, in one line with the documented exit code.
 TEST_F(Cli, TheResilientProfileEndsEveryFailureWithItsOwnVerdict) {
-    using vantoconnect::testing::FakeUnit;
     auto port = [](std::int32_t p) { return "127.0.0.1:" + std::to_string(p); };
-    std::string lines;
-    for (int i = 0; i < 2; ++i) {
-        lines += std::string(i ? "," : "") + R"({"lineType": "TEXT", "text": ")" +
-                 std::string(1013, 'x') + "\"}";
-    }
-    // Four packets: the header feed, two full lines, the footer feed.
-    const auto fourPackets = write("four.json", "{\"lines\": [" + lines + "]}").string();
+    const auto fourPackets = writeFourPackets();
     const auto receipt = write("receipt.json", kReceipt).string();
-    vantoconnect::Bytes ready(18, 0);
-    ready[6] = 0x04;
-    const auto readyReply = FakeUnit::Reply::bytes(FakeUnit::frame(FakeUnit::message(0x61, ready)));
-    const auto ackReply =
-        FakeUnit::Reply::bytes(FakeUnit::frame(FakeUnit::message(0x4E, {}, true, 1)));
     // Ready, packet 1 acknowledged, then a hang-up (or silence) where packet 2's answer belongs.
-    FakeUnit closes;
-    closes.script(readyReply);
-    closes.script(ackReply);
-    closes.setDefaultReply(FakeUnit::Reply::close());
-    FakeUnit stalls;
-    stalls.script(readyReply);
-    stalls.script(ackReply);
-    FakeUnit hangsUp;
-    hangsUp.setDefaultReply(FakeUnit::Reply::close());
-    // Units that draw no paper: under the race checker a drawing takes the better part of a
-    // minute.
-    vantoemu::UnitOptions options{.port = 0, .outDir = "", .renderReceipts = false, .faults = {}};
-    EmulatedUnit refuses(options);
-    refuses.start();
-    refuses.setPrinterErrorReplies(5);
-    options.faults.replyMode = vantoemu::ReplyMode::Silent;
-    EmulatedUnit silent(options);
-    silent.start();
+    auto& closes = readyThenAcknowledging(FakeUnit::Reply::close());
+    auto& stalls = readyThenAcknowledging();
+    auto& hangsUp = fake({}, FakeUnit::Reply::close());
+    auto& refuses = otherUnit({.printerErrorReplies = 5});
+    auto& silent = otherUnit({.replyMode = vantoemu::ReplyMode::Silent});
 
     struct Case {
         std::vector<std::string> args;

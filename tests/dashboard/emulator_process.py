@@ -19,16 +19,14 @@ class EmulatorProcess:
             [vanto, "emulate", "--port", "0", "--http", "0", "--out", self.out.name, *extra],
             stdout=subprocess.DEVNULL, stderr=self.errors)
         self.unit_port = self.http_port = None
-        self.bind = "127.0.0.1"
         deadline = time.monotonic() + 20
         while time.monotonic() < deadline:
             text = self.stderr()
             unit = re.search(r"listening on [^ ]+:(\d+)", text)
-            dash = re.search(r"dashboard on http://(\S+):(\d+)/", text)
+            dash = re.search(r"dashboard on http://\S+:(\d+)/", text)
             if unit and dash:
                 self.unit_port = int(unit.group(1))
-                self.bind = dash.group(1).strip("[]")
-                self.http_port = int(dash.group(2))
+                self.http_port = int(dash.group(1))
                 return
             if self.process.poll() is not None:
                 break

@@ -1,6 +1,6 @@
 #pragma once
 
-// Printer byte streams written the way the tests read best: text("Hi\n") + Bytes{0x1B, 0x69}.
+// Byte streams written the way the tests read best: text("Hi\n") + Bytes{0x1B, 0x69}.
 
 #include <cstdint>
 #include <string>

@@ -6,13 +6,15 @@
 
 #include "emulator/FrameReader.hpp"
 #include "emulator/FrameWriter.hpp"
+#include "tests/emulator/PrinterBytes.hpp"
 #include "tests/support/ConsoleCapture.hpp"
 #include "vantoconnect/orbaprotocol/linklayer/LinkEncoder.hpp"
 
 namespace vantoemu {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
+using testing::Bytes;
+using testing::operator+;
 using Form = FrameReader::LengthForm;
 using Kind = FrameReader::Error::Kind;
 
@@ -22,11 +24,6 @@ Bytes message(std::size_t n) {
         m[i] = static_cast<std::uint8_t>(i * 7 + 1);  // includes 0x02 and 0x10 at some sizes
     }
     return m;
-}
-
-Bytes operator+(Bytes a, const Bytes& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
 }
 
 // The library's own framing of a message, in any length form.

@@ -20,36 +20,9 @@ using Clock = std::chrono::steady_clock;
 using vantoemu::PrinterCondition;
 using vantoemu::ReplyMode;
 
-// The lines a facade of the resilient profile wrote, from whichever thread.
-struct Lines {
-    std::vector<std::string> all() const {
-        std::lock_guard lock(mutex);
-        return lines;
-    }
-    std::size_t count(const std::string& line) const {
-        const auto copy = all();
-        return static_cast<std::size_t>(std::count(copy.begin(), copy.end(), line));
-    }
-    std::function<void(std::string_view)> sink() {
-        return [this](std::string_view line) {
-            std::lock_guard lock(mutex);
-            lines.emplace_back(line);
-        };
-    }
-    mutable std::mutex mutex;
-    std::vector<std::string> lines;
-};
-
 // The callback's events once its report (always the last) is in.
 std::vector<std::string> reported(const RecordingCallback& callback) {
-    for (std::size_t count = 1; count <= 3; ++count) {
-        if (!callback.waitForEvents(count, 10s)) {
-            break;
-        }
-        if (!callback.reports().empty()) {
-            break;
-        }
-    }
+    callback.waitForReport(10s);
     return callback.events();
 }
 
@@ -75,7 +48,7 @@ class Resilient : public ::testing::Test {
     }
 
     testing::ConsoleCapture console;
-    Lines lines;
+    testing::LineLog lines;  // the facades' own log
     std::vector<std::unique_ptr<vantoemu::EmulatedUnit>> units;
 };
 

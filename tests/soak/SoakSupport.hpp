@@ -1,8 +1,8 @@
 #pragma once
 
 // Shared by the long runs against an in-process emulated unit: receipts of a shop's usual
-// length, the process's resident memory, a quiet library console, and
-// one receipt printed at a time through the facade with its whole story recorded.
+// length, the process's resident memory, and one receipt printed at a time through the facade
+// with its whole story recorded.
 
 #include <chrono>
 #include <cstdint>
@@ -11,25 +11,15 @@
 #include <string>
 #include <thread>
 
+#include "tests/support/ConsoleCapture.hpp"
 #include "tests/support/RecordingCallback.hpp"
 #include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/VantoReceipt.hpp"
 #include "vantoconnect/VantoReceiptTextLine.hpp"
-#include "vantoconnect/support/Console.hpp"
 
 namespace vantoconnect::soak {
 
-// The library's lines, some per packet, are dropped while it lives: thousands of receipts
-// would bury a failure's message.
-class QuietConsole {
-  public:
-    QuietConsole() {
-        setConsoleSink([](std::string_view) {});
-    }
-    ~QuietConsole() { setConsoleSink(nullptr); }
-    QuietConsole(const QuietConsole&) = delete;
-    QuietConsole& operator=(const QuietConsole&) = delete;
-};
+using testing::QuietConsole;
 
 // Forty lines, the first naming the receipt so that its paper can be told from every other.
 inline std::shared_ptr<VantoReceipt> shopReceipt(int number) {
@@ -70,12 +60,8 @@ inline std::shared_ptr<testing::RecordingCallback> printOne(Vanto& vanto, int nu
                                                             std::chrono::seconds limit) {
     auto recorder = std::make_shared<testing::RecordingCallback>();
     vanto.print(shopReceipt(number), recorder, recorder);
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (recorder->reports().empty()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return nullptr;
-        }
-        recorder->waitForEvents(recorder->events().size() + 1, std::chrono::milliseconds(200));
+    if (!recorder->waitForReport(limit)) {
+        return nullptr;
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
     return recorder;

@@ -7,29 +7,17 @@
 
 #include "emulator/EmulatedUnit.hpp"
 #include "tests/soak/SoakSupport.hpp"
+#include "tests/support/Managers.hpp"
 #include "tests/support/ScratchDir.hpp"
+#include "tests/support/UnitFrames.hpp"
 #include "vantoconnect/VantoPrinterController.hpp"
 #include "vantoconnect/connection/GenericConnectionManager.hpp"
-#include "vantoconnect/orbaprotocol/messages/MessageBuilder.hpp"
-#include "vantoconnect/orbaprotocol/messages/SwitchDataMessage.hpp"
 #include "vantoconnect/transport/TCPClient.hpp"
 
 namespace vantoconnect::soak {
 namespace {
 
 using namespace std::chrono_literals;
-
-// The printer-status query as the printer controller frames it.
-std::vector<std::uint8_t> statusQuery() {
-    SwitchDataMessage message(Bytes{});
-    MessageBuilder builder(message);
-    builder.withDestinyChannel(MessageBuilder::CHANNEL_UART1_PRINTER)
-        .withDestinynode(MessageBuilder::NODE_VANTO_BRAIN_UNIT)
-        .withTagNumber(0)
-        .withType(MessageBuilder::GET_PORT_CONTROL_STATE_COMMAND);
-    const Bytes frame = builder.build();
-    return {frame.begin(), frame.end()};
-}
 
 // The emulated unit left running under a steady stream of receipts must not grow: receipts,
 // events and the connections the library leaves open are all bounded.
@@ -39,11 +27,8 @@ TEST(EmulatorMemory, StaysFlatFromTwoHundredToTwoThousandReceipts) {
     QuietConsole quiet;
     const testing::ScratchDir scratch;
     const auto& dir = scratch.path;
-    vantoemu::UnitOptions options;
-    options.port = 0;
-    options.outDir = dir.string();
-    options.keep = 50;
-    options.idleTimeout = 1s;
+    const vantoemu::UnitOptions options{
+        .port = 0, .outDir = dir.string(), .keep = 50, .idleTimeout = 1s, .faults = {}};
     vantoemu::EmulatedUnit unit(options);
     unit.start();
 
@@ -53,8 +38,7 @@ TEST(EmulatorMemory, StaysFlatFromTwoHundredToTwoThousandReceipts) {
     // The status queries are made here instead, and their sockets left open for a while, as
     // the library leaves them, so that the unit's idle time-out has something to close.
     auto manager = std::make_shared<GenericConnectionManager>();
-    manager->setConnectionIPAddress("127.0.0.1");
-    manager->VantoPort = unit.port();
+    testing::aimAt(*manager, unit.port());
     VantoPrinterController printer(manager);
     std::deque<std::unique_ptr<TCPClient>> leftOpen;
 
@@ -63,7 +47,7 @@ TEST(EmulatorMemory, StaysFlatFromTwoHundredToTwoThousandReceipts) {
     for (int i = 1; i <= RECEIPTS; ++i) {
         auto status = std::make_unique<TCPClient>("127.0.0.1", unit.port());
         ASSERT_TRUE(status->connect(2).isSuccess());
-        status->send(statusQuery());
+        status->send(testing::PRINTER_BUSY_QUERY);
         ASSERT_TRUE(status->read(1024, 5).has_value());
         leftOpen.push_back(std::move(status));
         if (leftOpen.size() > 100) {

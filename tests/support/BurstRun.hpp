@@ -17,13 +17,13 @@
 
 #include "emulator/EmulatedUnit.hpp"
 #include "tests/support/ChildRun.hpp"
+#include "tests/support/ConsoleCapture.hpp"
+#include "tests/support/Managers.hpp"
 #include "vantoconnect/Vanto.hpp"
 #include "vantoconnect/VantoDeliveryListener.hpp"
 #include "vantoconnect/VantoPrinterCallback.hpp"
 #include "vantoconnect/VantoReceipt.hpp"
 #include "vantoconnect/VantoReceiptTextLine.hpp"
-#include "vantoconnect/connection/GenericConnectionManager.hpp"
-#include "vantoconnect/support/Console.hpp"
 #include "vantoconnect/support/TimerLoop.hpp"
 
 namespace vantoconnect::testing {
@@ -87,15 +87,12 @@ class ReceiptCallback : public VantoPrinterCallback, public VantoDeliveryListene
 // Submits `size` receipts at once and waits until each has its report. Whether the process
 // survives the polls that follow depends on timing, so run it through runBurstInChild.
 inline BurstOutcome runBurst(int size) {
-    setConsoleSink([](std::string_view) {});
+    const QuietConsole quiet;
     vantoemu::EmulatedUnit unit(
         vantoemu::UnitOptions{.port = 0, .outDir = "", .renderReceipts = false, .faults = {}});
     unit.start();
     Vanto vanto;
-    auto manager =
-        std::dynamic_pointer_cast<GenericConnectionManager>(vanto.getConnectionManager());
-    manager->setConnectionIPAddress("127.0.0.1");
-    manager->VantoPort = unit.port();
+    aimAt(*vanto.getConnectionManager(), unit.port());
 
     auto tally = std::make_shared<Tally>();
     std::vector<std::shared_ptr<VantoReceipt>> receipts;
@@ -116,7 +113,6 @@ inline BurstOutcome runBurst(int size) {
         }
     });
     const bool reported = tally->waitFor(size, std::chrono::seconds(600));
-    setConsoleSink(nullptr);
     std::lock_guard lock(tally->mutex);
     BurstOutcome outcome = tally->outcome;
     outcome.reported = reported;

@@ -1,9 +1,11 @@
 #pragma once
 
-// Collects the library's console lines while in scope, instead of letting them reach standard
-// output, so tests can assert them to the character.
+// Lines written from any thread, kept in order so tests can assert them to the character: the
+// library's console lines while a ConsoleCapture is in scope (instead of standard output), or
+// whatever a LineLog's sink is handed, such as a facade's own log.
 
 #include <algorithm>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -13,28 +15,27 @@
 
 namespace vantoconnect::testing {
 
-class ConsoleCapture {
+class LineLog {
   public:
-    ConsoleCapture() {
-        setConsoleSink([this](std::string_view line) {
+    LineLog() = default;
+    LineLog(const LineLog&) = delete;
+    LineLog& operator=(const LineLog&) = delete;
+
+    std::function<void(std::string_view)> sink() {
+        return [this](std::string_view line) {
             std::lock_guard lock(mMutex);
             mLines.emplace_back(line);
-        });
+        };
     }
-    ~ConsoleCapture() { setConsoleSink({}); }
-    ConsoleCapture(const ConsoleCapture&) = delete;
-    ConsoleCapture& operator=(const ConsoleCapture&) = delete;
-
     std::vector<std::string> lines() const {
         std::lock_guard lock(mMutex);
         return mLines;
     }
-    // How many captured lines equal the text exactly.
+    // How many lines equal the text exactly.
     std::size_t count(std::string_view line) const {
         const auto all = lines();
         return static_cast<std::size_t>(std::count(all.begin(), all.end(), line));
     }
-    bool contains(std::string_view line) const { return count(line) > 0; }
     void clear() {
         std::lock_guard lock(mMutex);
         mLines.clear();
@@ -43,6 +44,23 @@ class ConsoleCapture {
   private:
     mutable std::mutex mMutex;
     std::vector<std::string> mLines;
+};
+
+class ConsoleCapture : public LineLog {
+  public:
+    ConsoleCapture() { setConsoleSink(sink()); }
+    ~ConsoleCapture() { setConsoleSink({}); }
+};
+
+// Drops the library's console lines while in scope: thousands of receipts, or a fuzzer's every
+// stray byte, would bury the one line that matters.
+struct QuietConsole {
+    QuietConsole() {
+        setConsoleSink([](std::string_view) {});
+    }
+    ~QuietConsole() { setConsoleSink({}); }
+    QuietConsole(const QuietConsole&) = delete;
+    QuietConsole& operator=(const QuietConsole&) = delete;
 };
 
 }  // namespace vantoconnect::testing

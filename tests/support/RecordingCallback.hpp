@@ -26,20 +26,18 @@ class RecordingCallback : public VantoPrinterCallback, public VantoDeliveryListe
     void onPrinterError(const VantoError& error) override { add("error " + error.description()); }
     // Counts as acknowledged/refused/unrecognised/not sent of sent.
     void onDeliveryReport(const VantoDeliveryReport& report) override {
-        {
-            std::lock_guard lock(mMutex);
-            mReports.push_back(report);
-        }
         add("report " + std::to_string(report.packetsAcknowledged) + "/" +
-            std::to_string(report.packetsRefused) + "/" +
-            std::to_string(report.packetsUnrecognised) + "/" +
-            std::to_string(report.packetsNotSent) + " of " + std::to_string(report.packetsSent) +
-            (report.endOfJobSent ? ", end sent" : ", end not sent") +
-            (report.packetsUnanswered > 0
-                 ? ", " + std::to_string(report.packetsUnanswered) + " unanswered"
-                 : "") +
-            (report.allAcknowledged ? ", all acknowledged" : "") +
-            (report.cancelled ? ", cancelled" : ""));
+                std::to_string(report.packetsRefused) + "/" +
+                std::to_string(report.packetsUnrecognised) + "/" +
+                std::to_string(report.packetsNotSent) + " of " +
+                std::to_string(report.packetsSent) +
+                (report.endOfJobSent ? ", end sent" : ", end not sent") +
+                (report.packetsUnanswered > 0
+                     ? ", " + std::to_string(report.packetsUnanswered) + " unanswered"
+                     : "") +
+                (report.allAcknowledged ? ", all acknowledged" : "") +
+                (report.cancelled ? ", cancelled" : ""),
+            &report);
     }
 
     std::vector<VantoDeliveryReport> reports() const {
@@ -71,9 +69,20 @@ class RecordingCallback : public VantoPrinterCallback, public VantoDeliveryListe
         return mChanged.wait_for(lock, limit, [&] { return mEvents.size() >= count; });
     }
 
+    // A receipt's report comes last of its events.
+    bool waitForReport(std::chrono::milliseconds limit = std::chrono::seconds(15)) const {
+        std::unique_lock lock(mMutex);
+        return mChanged.wait_for(lock, limit, [&] { return !mReports.empty(); });
+    }
+
   private:
-    void add(std::string event) {
+    // A report is kept with its event under one lock, so that whoever sees the report also sees
+    // every event before it.
+    void add(std::string event, const VantoDeliveryReport* report = nullptr) {
         std::lock_guard lock(mMutex);
+        if (report != nullptr) {
+            mReports.push_back(*report);
+        }
         mEvents.push_back(std::move(event));
         mThreads.push_back(std::this_thread::get_id());
         mTimes.push_back(std::chrono::steady_clock::now());
