@@ -1,6 +1,6 @@
 #pragma once
 
-// Shared by the link-layer and message suites.
+// Shared by the link-layer, message and device suites.
 
 #include <cstdint>
 #include <initializer_list>
@@ -28,6 +28,18 @@ inline Bytes concat(Bytes a, const Bytes& b) {
 }
 
 using vantoconnect::testing::fatalMessage;
+
+// The content of a set-IO-state message: 24 zero bytes, then the change mask and the values as
+// the unit reads 32-bit words, least significant byte first.
+inline Bytes ioContent(std::uint32_t mask, std::uint32_t value) {
+    Bytes out(24, 0);
+    for (std::uint32_t word : {mask, value}) {
+        for (int shift = 0; shift < 32; shift += 8) {
+            out.push_back(static_cast<std::int8_t>((word >> shift) & 0xFF));
+        }
+    }
+    return out;
+}
 
 // Forces the portable codec paths, or leaves the choice to the processor, for as long as it
 // lives; automatic choice is back however the test ends.
