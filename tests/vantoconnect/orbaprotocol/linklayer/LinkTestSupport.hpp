@@ -9,7 +9,6 @@
 #include "tests/support/FatalMessage.hpp"
 #include "vantoconnect/support/Bytes.hpp"
 #include "vantoconnect/support/Fatal.hpp"
-#include "vantoconnect/support/PortablePaths.hpp"
 
 namespace vantoconnect::linktest {
 
@@ -39,22 +38,6 @@ inline Bytes ioContent(std::uint32_t mask, std::uint32_t value) {
         }
     }
     return out;
-}
-
-// Forces the portable codec paths, or leaves the choice to the processor, for as long as it
-// lives; automatic choice is back however the test ends.
-struct PortableGuard {
-    explicit PortableGuard(bool portable) { PortablePaths::force(portable); }
-    ~PortableGuard() { PortablePaths::force(false); }
-    PortableGuard(const PortableGuard&) = delete;
-    PortableGuard& operator=(const PortableGuard&) = delete;
-};
-
-// The two ways every codec test runs: the block paths the processor offers, and the portable
-// ones forced.
-inline constexpr bool BOTH_PATHS[] = {false, true};
-inline const char* pathName(bool portable) {
-    return portable ? "portable" : "automatic";
 }
 
 }  // namespace vantoconnect::linktest
