@@ -219,7 +219,6 @@ TEST(ResilientExchanges, TheStopSignalEndsAWaitAtOnce) {
     const WriteOutcome outcome = resilient.manager->deliver(PACKET, true);
     closer.join();
     EXPECT_LT(Clock::now() - start, 5s);
-    EXPECT_FALSE(outcome.delivered);
     EXPECT_EQ(outcome.failure, "the facade was closed");
     EXPECT_EQ(outcome.unanswered, 1) << "it went out before the facade closed: it may print";
     EXPECT_EQ(unit.connectionCount(), 1u);
