@@ -1,6 +1,6 @@
 #pragma once
 
-// Shared by the link-layer and message suites.
+// Shared by the link-layer, message and device suites.
 
 #include <cstdint>
 #include <initializer_list>
@@ -9,7 +9,6 @@
 #include "tests/support/FatalMessage.hpp"
 #include "vantoconnect/support/Bytes.hpp"
 #include "vantoconnect/support/Fatal.hpp"
-#include "vantoconnect/support/PortablePaths.hpp"
 
 namespace vantoconnect::linktest {
 
@@ -29,20 +28,16 @@ inline Bytes concat(Bytes a, const Bytes& b) {
 
 using vantoconnect::testing::fatalMessage;
 
-// Forces the portable codec paths, or leaves the choice to the processor, for as long as it
-// lives; automatic choice is back however the test ends.
-struct PortableGuard {
-    explicit PortableGuard(bool portable) { PortablePaths::force(portable); }
-    ~PortableGuard() { PortablePaths::force(false); }
-    PortableGuard(const PortableGuard&) = delete;
-    PortableGuard& operator=(const PortableGuard&) = delete;
-};
-
-// The two ways every codec test runs: the block paths the processor offers, and the portable
-// ones forced.
-inline constexpr bool BOTH_PATHS[] = {false, true};
-inline const char* pathName(bool portable) {
-    return portable ? "portable" : "automatic";
+// The content of a set-IO-state message: 24 zero bytes, then the change mask and the values as
+// the unit reads 32-bit words, least significant byte first.
+inline Bytes ioContent(std::uint32_t mask, std::uint32_t value) {
+    Bytes out(24, 0);
+    for (std::uint32_t word : {mask, value}) {
+        for (int shift = 0; shift < 32; shift += 8) {
+            out.push_back(static_cast<std::int8_t>((word >> shift) & 0xFF));
+        }
+    }
+    return out;
 }
 
 }  // namespace vantoconnect::linktest
