@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <thread>
 
@@ -128,8 +127,7 @@ TEST_F(DashboardUnit, ARestartIsRefusedWhole) {
 TEST_F(DashboardUnit, ReceiptsListNewestFirstAndOnlyThoseAfterTheOnesShown) {
     for (int n = 0; n < 3; ++n) {
         // Printer channel, switch data with tag 1, then the end of the job.
-        const std::vector<std::uint8_t> data{0x12, 0x02, 0x4E, 0x01, 'h', 'i', '\n'};
-        unit->handleMessage(data);
+        unit->handleMessage(std::vector<std::uint8_t>{0x12, 0x02, 0x4E, 0x01, 'h', 'i', '\n'});
         unit->handleMessage(std::vector<std::uint8_t>{0x12, 0x02, 0x4E, 0x00, 0x00});
     }
     ASSERT_TRUE(unit->waitForReceipts(3, 10s));

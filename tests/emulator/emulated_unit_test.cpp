@@ -189,8 +189,8 @@ TEST_F(EmulatedUnitTest, KeptReceiptsFilesAndEventsStayWithinTheirLimits) {
     EXPECT_TRUE(std::filesystem::exists(dir / "events.1.jsonl"));
     EXPECT_LE(std::filesystem::file_size(dir / "events.jsonl"), 1024u);
 
-    // A job whose sender vanished reaches the paper on its own once the gap has passed, and
-    // says so below the paper.
+    // A job whose sender vanished reaches the paper on its own once the gap has passed, marked
+    // as cut off.
     unit->setJobIdleGap(100ms);
     exchange(printerFrame(1, {'c', 'u', 't', 0x0A}));
     ASSERT_TRUE(unit->waitForReceipts(4, 60s));
