@@ -17,10 +17,10 @@
 #include "tests/support/Eventually.hpp"
 #include "tests/support/ProgramRun.hpp"
 #include "tests/support/ScratchDir.hpp"
+#include "tests/support/UnitFrames.hpp"
 #include "vantoconnect/connection/ResponseMatcher.hpp"
 #include "vantoconnect/orbaprotocol/messages/MessageBuilder.hpp"
 #include "vantoconnect/orbaprotocol/messages/SetIOStateMessage.hpp"
-#include "vantoconnect/orbaprotocol/messages/SwitchDataMessage.hpp"
 #include "vantoconnect/transport/TCPClient.hpp"
 
 // The unit's side of the wire: replies, job collection and connection handling. What the
@@ -31,6 +31,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using vantoconnect::Bytes;
+using namespace vantoconnect::testing;
 using vantoconnect::MessageBuilder;
 using Response = vantoconnect::VantoMessageResponse;
 using UBytes = std::vector<std::uint8_t>;
@@ -43,32 +44,20 @@ std::unique_ptr<vantoconnect::TCPClient> connectTo(const EmulatedUnit& unit) {
     return client;
 }
 
-// Requests built as the library's controllers build them.
-UBytes request(vantoconnect::ORBAMessage& msg, std::int8_t channel, int tag, std::int8_t type = 0) {
+// A change of the unit's LEDs or solenoid, built as the library's controller builds it.
+UBytes ioRequest(vantoconnect::ORBAMessage& msg) {
     MessageBuilder builder(msg);
-    builder.withDestinyChannel(channel)
+    builder.withDestinyChannel(MessageBuilder::CHANNEL_IO_BUTTONS_LEDS)
         .withDestinynode(MessageBuilder::NODE_VANTO_BRAIN_UNIT)
-        .withTagNumber(tag);
-    if (type != 0) {
-        builder.withType(type);
-    }
+        .withTagNumber(0);
     const Bytes frame = builder.build();
     return UBytes(frame.begin(), frame.end());
 }
-UBytes toPrinter(const UBytes& data, int tag, std::int8_t type = 0) {
-    vantoconnect::SwitchDataMessage msg(Bytes(data.begin(), data.end()));
-    return request(msg, MessageBuilder::CHANNEL_UART1_PRINTER, tag, type);
-}
-UBytes busyQuery() {
-    return toPrinter({}, 0, MessageBuilder::GET_PORT_CONTROL_STATE_COMMAND);
-}
 
 Response classify(const std::optional<UBytes>& reply) {
-    if (!reply) {
-        return Response::UNKNOWN;
-    }
     vantoconnect::ResponseMatcher matcher;
-    return matcher.processResponseFromVanto(Bytes(reply->begin(), reply->end()));
+    return reply ? matcher.processResponseFromVanto(Bytes(reply->begin(), reply->end()))
+                 : Response::UNKNOWN;
 }
 
 UBytes onlyFrame(const std::optional<UBytes>& reply) {
@@ -101,9 +90,8 @@ class EmulatedUnitTest : public ::testing::Test {
     }
     // Prints `text` as a one-packet job from this machine.
     void printJob(const std::string& text) {
-        exchange(toPrinter(UBytes(text.begin(), text.end()), 1));
-        auto client = connectTo(*unit);
-        client->send(toPrinter({0x00}, 0));
+        exchange(printerFrame(1, Bytes(text.begin(), text.end())));
+        connectTo(*unit)->send(END_OF_JOB);
     }
     std::optional<UBytes> exchange(const UBytes& request) {
         auto client = connectTo(*unit);
@@ -119,41 +107,34 @@ class EmulatedUnitTest : public ::testing::Test {
 TEST_F(EmulatedUnitTest, PrinterStatesDecideThePollAnswerAndWhetherDataIsTaken) {
     struct Case {
         const char* name;
-        std::function<void(EmulatedUnit&)> set;
+        PrinterCondition condition;
+        int refusals;
         Response poll;
         std::uint8_t errorFlag;
         Response data;
     };
     const std::vector<Case> cases = {
-        {"ready", [](EmulatedUnit& u) { u.setPrinterCondition(PrinterCondition::Ready); },
-         Response::PRINTER_STATUS_OK, 0, Response::PRINT_ACKNOWLEDGED},
-        {"not ready", [](EmulatedUnit& u) { u.setPrinterCondition(PrinterCondition::NotReady); },
-         Response::PRINTER_STATUS_NOT_READY, 0, Response::PRINT_ACKNOWLEDGED},
-        {"error", [](EmulatedUnit& u) { u.setPrinterCondition(PrinterCondition::Error); },
-         Response::PRINTER_STATUS_NOT_READY, EmulatedUnit::PRINTER_ERROR_FLAG,
+        {"ready", PrinterCondition::Ready, 0, Response::PRINTER_STATUS_OK, 0,
+         Response::PRINT_ACKNOWLEDGED},
+        {"not ready", PrinterCondition::NotReady, 0, Response::PRINTER_STATUS_NOT_READY, 0,
+         Response::PRINT_ACKNOWLEDGED},
+        {"error", PrinterCondition::Error, 0, Response::PRINTER_STATUS_NOT_READY,
+         EmulatedUnit::PRINTER_ERROR_FLAG, Response::ERROR_PRINTER_NOT_OK},
+        {"refusing while ready", PrinterCondition::Ready, 1, Response::PRINTER_STATUS_OK, 0,
          Response::ERROR_PRINTER_NOT_OK},
-        {"refusing while ready",
-         [](EmulatedUnit& u) {
-             u.setPrinterCondition(PrinterCondition::Ready);
-             u.setPrinterErrorReplies(1);
-         },
-         Response::PRINTER_STATUS_OK, 0, Response::ERROR_PRINTER_NOT_OK},
     };
     int tag = 1;
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        c.set(*unit);
-        const auto poll = exchange(busyQuery());
+        unit->setPrinterCondition(c.condition);
+        unit->setPrinterErrorReplies(c.refusals);
+        const auto poll = exchange(PRINTER_BUSY_QUERY);
         EXPECT_EQ(classify(poll), c.poll);
         EXPECT_EQ(onlyFrame(poll).at(4 + 7), c.errorFlag);
-        EXPECT_EQ(classify(exchange(toPrinter({'x', 0x0A}, tag++))), c.data);
+        EXPECT_EQ(classify(exchange(printerFrame(tag++, {'x', 0x0A}))), c.data);
     }
     // The drawer's answer never carries the printer's error flag.
-    vantoconnect::SwitchDataMessage drawer(Bytes{});
-    const auto drawerAnswer =
-        onlyFrame(exchange(request(drawer, MessageBuilder::CHANNEL_CASH_DRAWER, 0,
-                                   MessageBuilder::GET_PORT_CONTROL_STATE_COMMAND)));
-    EXPECT_EQ(drawerAnswer.at(4 + 7), 0);
+    EXPECT_EQ(onlyFrame(exchange(DRAWER_STATUS_REQUEST)).at(4 + 7), 0);
 }
 
 TEST_F(EmulatedUnitTest, IdleConnectionsCloseUnlessTheirSenderWaitsForAnAnswer) {
@@ -161,13 +142,13 @@ TEST_F(EmulatedUnitTest, IdleConnectionsCloseUnlessTheirSenderWaitsForAnAnswer) 
     auto idle = connectTo(*unit);
     auto slow = connectTo(*unit);
     unit->setReplyDelay(600ms);
-    slow->send(busyQuery());
+    slow->send(PRINTER_BUSY_QUERY);
     // The slow answer outlives the idle time and still arrives.
     EXPECT_EQ(classify(slow->read(1024, 2)), Response::PRINTER_STATUS_OK);
     unit->setReplyDelay(0ms);
     unit->setReplyMode(ReplyMode::Silent);
     auto waiting = connectTo(*unit);
-    waiting->send(busyQuery());
+    waiting->send(PRINTER_BUSY_QUERY);
     EXPECT_FALSE(idle->read(1024, 2).has_value());  // closed under it
     // The idle one, then the slow one once answered; never the one owed an answer.
     vantoconnect::testing::eventually([&] { return disconnects("idle") >= 2; });
@@ -187,7 +168,7 @@ TEST_F(EmulatedUnitTest, PastTheCapConnectsAreRefusedUntilOneCloses) {
     EXPECT_FALSE(refused.connect(2).isSuccess());
     held[0]->close();
     ASSERT_TRUE(unit->waitForEvents("listening", 2, 2s));
-    EXPECT_EQ(classify(exchange(busyQuery())), Response::PRINTER_STATUS_OK);
+    EXPECT_EQ(classify(exchange(PRINTER_BUSY_QUERY)), Response::PRINTER_STATUS_OK);
 }
 
 TEST_F(EmulatedUnitTest, KeptReceiptsFilesAndEventsStayWithinTheirLimits) {
@@ -208,25 +189,21 @@ TEST_F(EmulatedUnitTest, KeptReceiptsFilesAndEventsStayWithinTheirLimits) {
     EXPECT_TRUE(std::filesystem::exists(dir / "events.1.jsonl"));
     EXPECT_LE(std::filesystem::file_size(dir / "events.jsonl"), 1024u);
 
-    // A job whose sender vanished reaches the paper on its own once the gap has passed, and
-    // says so below the paper.
+    // A job whose sender vanished reaches the paper on its own once the gap has passed, marked
+    // as cut off.
     unit->setJobIdleGap(100ms);
-    exchange(toPrinter({'c', 'u', 't', 0x0A}, 1));
+    exchange(printerFrame(1, {'c', 'u', 't', 0x0A}));
     ASSERT_TRUE(unit->waitForReceipts(4, 60s));
-    EXPECT_EQ(unit->receipts().back().marks(), "incomplete");
-    const auto text = vantoconnect::testing::slurp(dir / "receipt-0004.txt");
-    EXPECT_NE(text.find("\n== receipt 4: incomplete; cut off: nothing more came"),
-              std::string::npos)
-        << text;
+    EXPECT_TRUE(unit->receipts().back().notes.back().starts_with("cut off: nothing more came"));
 }
 
 TEST_F(EmulatedUnitTest, ARestartClosesEverythingRefusesConnectsAndComesBackOnThePickedPort) {
     vantoconnect::SetIOStateMessage led;
     led.setDiagnosticLEDBitField(8, 3);
-    exchange(request(led, MessageBuilder::CHANNEL_IO_BUTTONS_LEDS, 0));
+    exchange(ioRequest(led));
     const auto port = unit->port();
     auto idle = connectTo(*unit);
-    exchange(toPrinter({'c', 'u', 't', 0x0A}, 1));
+    exchange(printerFrame(1, {'c', 'u', 't', 0x0A}));
 
     unit->restart(10min);
     EXPECT_FALSE(idle->read(1024, 2).has_value());
@@ -253,54 +230,46 @@ TEST_F(EmulatedUnitTest, ARestartClosesEverythingRefusesConnectsAndComesBackOnTh
     EXPECT_THROW(unit->restart(0ms), std::logic_error);
 }
 
-TEST_F(EmulatedUnitTest, DroppedConnectionsTakeTheRequestAndLoseOnlyTheAnswer) {
+TEST_F(EmulatedUnitTest, DroppedConnectionsLoseOnlyTheAnswerAndGarbageOnlyItself) {
     unit->dropNextConnections(1);
-    EXPECT_FALSE(exchange(toPrinter({'a', 0x0A}, 1)).has_value());
-    EXPECT_EQ(unit->snapshot().faults.dropConnections, 0);
+    EXPECT_FALSE(exchange(printerFrame(1, {'a', 0x0A})).has_value());
     // The packet whose answer was lost is in the job: the sender's resend is not printed twice.
-    EXPECT_EQ(classify(exchange(toPrinter({'a', 0x0A}, 1))), Response::PRINT_ACKNOWLEDGED);
-    EXPECT_EQ(classify(exchange(toPrinter({'b', 0x0A, 0x1B, 0x69}, 2))),
+    EXPECT_EQ(classify(exchange(printerFrame(1, {'a', 0x0A}))), Response::PRINT_ACKNOWLEDGED);
+    EXPECT_EQ(classify(exchange(printerFrame(2, {'b', 0x0A, 0x1B, 0x69}))),
               Response::PRINT_ACKNOWLEDGED);
-    auto end = connectTo(*unit);
-    end->send(toPrinter({0x00}, 0));
+    connectTo(*unit)->send(END_OF_JOB);
     ASSERT_TRUE(unit->waitForReceipts(1, 60s));
     const auto receipt = unit->receipts().at(0);
     EXPECT_EQ(std::string(receipt.bytes.begin(), receipt.bytes.end()), "a\nb\n\x1bi");
     EXPECT_EQ(receipt.marks(), "complete");
     EXPECT_EQ(disconnects("dropped once the request was read"), 1u);
+
+    // Stray bytes, then a frame cut short, then a ping, which is not answered.
+    auto client = connectTo(*unit);
+    client->send(UBytes{0xFF, 0xEE, 0x02, 0x05, 0x01});
+    client->send(FrameWriter::frame(UBytes{0x18, 0x02, 0x70, 0x00}));
+    EXPECT_FALSE(client->read(1024, 1).has_value());
+    client->send(PRINTER_BUSY_QUERY);
+    EXPECT_EQ(classify(client->read(1024, 2)), Response::PRINTER_STATUS_OK);
+    EXPECT_EQ(unit->eventCount("frame_error"), 2u);
+    EXPECT_EQ(unit->eventCount("ignored"), 1u);
 }
 
 TEST_F(EmulatedUnitTest, IoStateIsAnsweredDrivesTheSolenoidAndTheDrawerClosesByItself) {
     vantoconnect::SetIOStateMessage led;
     led.setDiagnosticLEDBitField(8, 1);
-    EXPECT_EQ(classify(exchange(request(led, MessageBuilder::CHANNEL_IO_BUTTONS_LEDS, 0))),
-              Response::IO_CHANGE_OK);
+    EXPECT_EQ(classify(exchange(ioRequest(led))), Response::IO_CHANGE_OK);
     vantoconnect::SetIOStateMessage solenoid;
     solenoid.setSolenoidBitField(1);
-    exchange(request(solenoid, MessageBuilder::CHANNEL_IO_BUTTONS_LEDS, 0));
+    exchange(ioRequest(solenoid));
     EXPECT_TRUE(unit->snapshot().solenoid);
     EXPECT_EQ(unit->snapshot().diagnosticLed(8), 1);  // untouched by the second change mask
 
     const std::size_t changes = unit->eventCount("state");
     unit->setDrawerCloseAfter(100ms);
     unit->openDrawer();
-    EXPECT_TRUE(unit->snapshot().drawerOpen);
     ASSERT_TRUE(unit->waitForEvents("state", changes + 2, 3s));  // opened, then closed
     EXPECT_FALSE(unit->snapshot().drawerOpen);
-}
-
-TEST_F(EmulatedUnitTest, GarbageAndUnknownRequestsAreLoggedAndTheNextFrameAnswered) {
-    auto client = connectTo(*unit);
-    client->send(UBytes{0xFF, 0xEE, 0x02, 0x05, 0x01});  // stray bytes, then a frame cut short
-    client->send(FrameWriter::frame(UBytes{0x18, 0x02, 0x70, 0x00}));  // a ping: not answered
-    EXPECT_FALSE(client->read(1024, 1).has_value());
-    client->send(busyQuery());
-    EXPECT_EQ(classify(client->read(1024, 2)), Response::PRINTER_STATUS_OK);
-    EXPECT_EQ(unit->eventCount("frame_error"), 2u);
-    EXPECT_EQ(unit->eventCount("ignored"), 1u);
-    unit->stop();
-    EXPECT_NE(vantoconnect::testing::slurp(dir / "events.jsonl").find("\"event\":\"frame\""),
-              std::string::npos);
 }
 
 }  // namespace

@@ -39,9 +39,6 @@ Bytes encode(const Bytes& m, Form form, bool crc = true) {
     return Bytes(frame.begin(), frame.end());
 }
 
-static_assert(static_cast<int>(Form::Bits8) == vantoconnect::LinkEncoder::LENGTH_8BIT &&
-              static_cast<int>(Form::Bits16) == vantoconnect::LinkEncoder::LENGTH_16BIT);
-
 TEST(FrameFormat, WriterMatchesTheLibrarysEncodingEscapesAndLengthForms) {
     // The frame of 01 02 10 41 with CRC 0xCA44, escapes included.
     const Bytes frame{0x02, 0x04, 0x01, 0x10, 0x42, 0x10, 0x50, 0x41, 0xCA, 0x44};

@@ -22,12 +22,15 @@ constexpr int END = 0;
 constexpr int QUERY = -1;
 constexpr int RESTART = -2;
 
+const std::string A = "10.0.0.5";
+const std::string B = "10.0.0.6";
+
 // One thing happening: a data packet (tag 1..15), or one of the above.
 struct Step {
-    std::string sender;
     int tag;
-    std::string content;
+    std::string content = {};
     bool readable = true;  // the acknowledgement reached the sender intact
+    std::string sender = A;
 };
 
 struct Paper {
@@ -76,14 +79,11 @@ std::vector<Paper> run(const std::vector<Step>& steps) {
     return paper;
 }
 
-const std::string A = "10.0.0.5";
-const std::string B = "10.0.0.6";
-
 // A job's first fifteen packets, tags 1 to 15, carrying "1" to "9" and "a" to "f".
-std::vector<Step> fifteenPackets(const std::string& sender) {
+std::vector<Step> fifteenPackets() {
     std::vector<Step> steps;
     for (int tag = 1; tag <= 15; ++tag) {
-        steps.push_back({sender, tag, std::string(1, "0123456789abcdef"[tag])});
+        steps.push_back({tag, std::string(1, "0123456789abcdef"[tag])});
     }
     return steps;
 }
@@ -108,72 +108,50 @@ INSTANTIATE_TEST_SUITE_P(
     Jobs, Collector,
     ::testing::Values(
         Scenario{"ResendAfterAnUnreadableAnswerIsDropped",
-                 {{A, 1, "a", false}, {A, 1, "a"}, {A, 2, "b"}, {A, 0, ""}},
+                 {{1, "a", false}, {1, "a"}, {2, "b"}, {END}},
                  {{"ab", "complete"}}},
         Scenario{"TagsWrapAfterFifteen",
-                 then(fifteenPackets(A), {{A, 1, "g"}, {A, END, ""}}),
+                 then(fifteenPackets(), {{1, "g"}, {END}}),
                  {{"123456789abcdefg", "complete"}}},
         Scenario{"SkippedTagMeansIncomplete",
-                 {{A, 1, "a"}, {A, 2, "b"}, {A, 4, "d"}, {A, 0, ""}},
+                 {{1, "a"}, {2, "b"}, {4, "d"}, {END}},
                  {{"abd", "incomplete"}}},
         Scenario{"CutOffJobIsNotGluedToTheNext",
-                 {{A, 1, "x"}, {A, 2, "y"}, {A, 1, "N"}, {A, 2, "E"}, {A, 3, "W"}, {A, 0, ""}},
+                 {{1, "x"}, {2, "y"}, {1, "N"}, {2, "E"}, {3, "W"}, {END}},
                  {{"xy", "incomplete"}, {"NEW", "complete"}}},
-        Scenario{
-            "SilentSenderIsCutOffAfterTheGap", {{A, 1, "a"}, {A, 2, "b"}}, {{"ab", "incomplete"}}},
+        Scenario{"SilentSenderIsCutOffAfterTheGap", {{1, "a"}, {2, "b"}}, {{"ab", "incomplete"}}},
         Scenario{"TwoIdenticalReceiptsInStepComeOutWholeAndMarked",
-                 {{A, 1, "p"},
-                  {A, 1, "p"},
-                  {A, 2, "q"},
-                  {A, 2, "q"},
-                  {A, 3, "r"},
-                  {A, 3, "r"},
-                  {A, 0, ""},
-                  {A, 0, ""}},
+                 {{1, "p"}, {1, "p"}, {2, "q"}, {2, "q"}, {3, "r"}, {3, "r"}, {END}, {END}},
                  {{"pqr", "interleaved"}, {"pqr", "interleaved"}}},
         Scenario{"SecondSenderStartingLaterIsMarkedNotCut",
-                 {{A, 1, "a"},
-                  {A, 2, "b"},
-                  {A, 1, "X"},
-                  {A, 3, "c"},
-                  {A, 2, "Y"},
-                  {A, 0, ""},
-                  {A, 3, "Z"},
-                  {A, 0, ""}},
+                 {{1, "a"}, {2, "b"}, {1, "X"}, {3, "c"}, {2, "Y"}, {END}, {3, "Z"}, {END}},
                  {{"abc", "interleaved"}, {"XYZ", "interleaved"}}},
         Scenario{"AnEndNeverToldApartGoesToTheJobHeardFromLast",
-                 {{A, 1, "a"}, {A, 1, "b"}, {A, 0, ""}},
+                 {{1, "a"}, {1, "b"}, {END}},
                  {{"b", "interleaved"}, {"a", "incomplete, interleaved"}}},
-        Scenario{"SendersAtTwoAddressesNeverMix",
-                 {{A, 1, "a"}, {B, 1, "x"}, {A, 2, "b"}, {B, 2, "y"}, {B, 0, ""}, {A, 0, ""}},
-                 {{"xy", "complete"}, {"ab", "complete"}}},
         Scenario{
-            "EndWithNothingBeforeItIsAnEmptyIncompleteJob", {{A, 0, ""}}, {{"", "incomplete"}}},
+            "SendersAtTwoAddressesNeverMix",
+            {{1, "a"}, {1, "x", true, B}, {2, "b"}, {2, "y", true, B}, {END, "", true, B}, {END}},
+            {{"xy", "complete"}, {"ab", "complete"}}},
+        Scenario{"EndWithNothingBeforeItIsAnEmptyIncompleteJob", {{END}}, {{"", "incomplete"}}},
         Scenario{"ConfigPageContinuesTheTagsWithoutLosingAnything",
-                 {{A, 4, "\x1F\x74"}, {A, 0, ""}},
+                 {{4, "\x1F\x74"}, {END}},
                  {{"\x1F\x74", "complete"}}},
         Scenario{"JobStartingPastTagOneLostItsStart",
-                 {{A, 4, "d"}, {A, 5, "e"}, {A, 0, ""}},
+                 {{4, "d"}, {5, "e"}, {END}},
                  {{"de", "incomplete"}}},
         // A client that stops mid-receipt and starts the next one.
         Scenario{"AnswerLostAndNotResentThenTheNextReceipt",
-                 {{A, 1, "a"}, {A, 2, "b", false}, {A, QUERY, ""}, {A, 1, "N"}, {A, END, ""}},
+                 {{1, "a"}, {2, "b", false}, {QUERY}, {1, "N"}, {END}},
                  {{"ab", "incomplete"}, {"N", "complete"}}},
         Scenario{"StoppedAtTagFifteenIsNotGluedToTheNextReceipt",
-                 then(fifteenPackets(A), {{A, QUERY, ""}, {A, 1, "N"}, {A, 2, "E"}, {A, END, ""}}),
+                 then(fifteenPackets(), {{QUERY}, {1, "N"}, {2, "E"}, {END}}),
                  {{"123456789abcdef", "incomplete"}, {"NE", "complete"}}},
         Scenario{"RestartCutsOffTheOpenJobAndWhatFollowsItsCut",
-                 {{A, 1, "a"},
-                  {A, 2, "b", false},
-                  {A, RESTART, ""},
-                  {A, 2, "b"},
-                  {A, 3, "c"},
-                  {A, END, ""},
-                  {A, 1, "N"},
-                  {A, END, ""}},
+                 {{1, "a"}, {2, "b", false}, {RESTART}, {2, "b"}, {3, "c"}, {END}, {1, "N"}, {END}},
                  {{"ab", "incomplete"}, {"bc", "incomplete"}, {"N", "complete"}}},
         Scenario{"RestartGivesAnEndNotYetToldApartToTheJobHeardFromLast",
-                 {{A, 1, "a"}, {A, 1, "b"}, {A, END, ""}, {A, RESTART, ""}},
+                 {{1, "a"}, {1, "b"}, {END}, {RESTART}},
                  {{"b", "interleaved"}, {"a", "incomplete, interleaved"}}}),
     [](const auto& info) { return std::string(info.param.name); });
 

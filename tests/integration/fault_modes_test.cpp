@@ -70,8 +70,7 @@ TEST_F(FaultModes, TwoSendersOfOneReceiptAtOnceBothComeOutWholeOrMarked) {
 
 TEST_F(FaultModes, UnreadableAcknowledgementsCostTheLongPauseBeforeEachResend) {
     // A printer controller on a manager that notes the pauses instead of sleeping through them.
-    auto pausing = std::make_shared<PausingManager>();
-    aimAt(*pausing, unit->port());
+    auto pausing = managerFor(unit->port());
     auto printer = std::make_shared<VantoPrinterController>(pausing);
 
     // One corrupted acknowledgement: one pause, one resend, which the unit prints only once.

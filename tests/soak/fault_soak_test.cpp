@@ -74,15 +74,16 @@ std::string injectFault(vantoemu::EmulatedUnit& unit, int i) {
     }
 }
 
-void runBatch(int first, int count, Tally& tally) {
+Tally runBatch(int first, int count) {
     QuietConsole quiet;
+    Tally tally;
     vantoemu::EmulatedUnit unit(vantoemu::UnitOptions{
         .port = 0, .outDir = "", .renderReceipts = false, .idleTimeout = 1s, .faults = {}});
     unit.start();
     PrinterQueue::setTimerIntervalScale(0.01);
     if (!PrinterQueue::resetForTesting()) {
         tally.problem("the printer queue did not come to rest");
-        return;
+        return tally;
     }
     Vanto vanto;
     testing::aimAt(*vanto.getConnectionManager(), unit.port());
@@ -94,7 +95,7 @@ void runBatch(int first, int count, Tally& tally) {
         const auto story = printOne(vanto, i, 60s);
         if (!story) {
             tally.problem(which + "no delivery report within 60 s");
-            return;
+            return tally;
         }
         const auto report = story->reports().at(0);
         const std::uint64_t expected = onPaper + (report.endOfJobSent ? 1 : 0);
@@ -128,6 +129,7 @@ void runBatch(int first, int count, Tally& tally) {
     }
     unit.stop();
     PrinterQueue::resetForTesting();
+    return tally;
 }
 
 TEST(FaultSoak, ThousandReceiptsArePrintedWholeOrReportedNotPrinted) {
@@ -135,11 +137,7 @@ TEST(FaultSoak, ThousandReceiptsArePrintedWholeOrReportedNotPrinted) {
     Tally total;
     std::string problems;
     for (int first = 1; first <= RECEIPTS; first += BATCH) {
-        const auto batch = runInChild<Tally>([first] {
-            Tally tally;
-            runBatch(first, BATCH, tally);
-            return tally;
-        });
+        const auto batch = runInChild<Tally>([first] { return runBatch(first, BATCH); });
         ASSERT_TRUE(batch.survived) << "the batch from receipt " << first << " failed";
         total.printed += batch.value.printed;
         total.dropped += batch.value.dropped;

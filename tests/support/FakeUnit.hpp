@@ -216,10 +216,8 @@ class FakeUnit {
         asio::error_code ignored;
         connection->socket.shutdown(tcp::socket::shutdown_both, ignored);
         connection->socket.close(ignored);
-        {
-            std::lock_guard lock(mMutex);
-            connection->open = false;
-        }
+        std::lock_guard lock(mMutex);
+        connection->open = false;
         mChanged.notify_all();
     }
 
