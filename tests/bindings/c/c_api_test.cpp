@@ -173,7 +173,6 @@ TEST(CApi, ComposesWhatTheSameReceiptFileSaysAndDrawsItWithoutAUnit) {
                                       VANTO_TEXT_STYLE_BOLD),
               VANTO_OK);
     ASSERT_EQ(vanto_receipt_add_separator(r, "="), VANTO_OK);
-    ASSERT_EQ(vanto_receipt_add_feed(r, 2), VANTO_OK);
     ASSERT_EQ(vanto_receipt_add_barcode(r, VANTO_BARCODE_TYPE_CODE39, "CAFE-42",
                                         VANTO_BARCODE_HRI_BOTH, 0.5),
               VANTO_OK);
@@ -185,7 +184,6 @@ TEST(CApi, ComposesWhatTheSameReceiptFileSaysAndDrawsItWithoutAUnit) {
         {"lineType": "PRICE", "leftText": "Café crème", "rightText": "3.20",
          "rightStyle": ["bold"]},
         {"lineType": "SINGLE_CHAR", "chr": "="},
-        {"lineType": "FEED", "lines": 2},
         {"lineType": "BARCODE", "type": "code39", "data": "CAFE-42", "hri": "both",
          "height": 0.5}]})",
                                       nullptr, &read),
