@@ -212,17 +212,16 @@ TEST(CApi, ComposesWhatTheSameReceiptFileSaysAndDrawsItWithoutAUnit) {
 }
 
 TEST(CApi, ImagesAreCheckedAndLaidOnWhitePaperUnlessAskedNotTo) {
-    const std::vector<uint8_t> clear(2 * 2 * 4, 0);  // fully transparent black
+    // Transparent black, 48 x 48 so the image spans whole printer columns; the bands' dot bytes
+    // tell black from white.
+    const std::vector<uint8_t> big(48 * 48 * 4, 0);
     vanto_image_t* image = nullptr;
-    EXPECT_EQ(vanto_image_from_rgba(2, 2, clear.data(), clear.size() - 1, 1, &image),
+    EXPECT_EQ(vanto_image_from_rgba(48, 48, big.data(), big.size() - 1, 1, &image),
               VANTO_ERROR_INVALID);
     EXPECT_EQ(vanto_image_from_encoded(reinterpret_cast<const uint8_t*>("not"), 3, 1, &image),
               VANTO_ERROR_INVALID);
     EXPECT_EQ(vanto_image_from_file("/nonexistent.png", 1, &image), VANTO_ERROR_INVALID);
 
-    // 48 x 48 so the image spans whole printer columns; the bands' dot bytes tell black from
-    // white.
-    const std::vector<uint8_t> big(48 * 48 * 4, 0);
     auto dark = [&](int flatten) {
         vanto_image_t* made = nullptr;
         EXPECT_EQ(vanto_image_from_rgba(48, 48, big.data(), big.size(), flatten, &made), VANTO_OK)
