@@ -73,30 +73,24 @@ Parsed parse(const std::string& text) {
     bool ended = false;
     Block* open = nullptr;
     while (std::getline(in, line)) {
-        if (open != nullptr) {
-            if (line.rfind("```", 0) == 0) {
-                open = nullptr;
-            } else {
-                open->body += line + '\n';
-            }
-            continue;
-        }
-        if (line.rfind("```", 0) == 0) {
+        const bool fence = line.rfind("```", 0) == 0;
+        if (open != nullptr && fence) {
+            open = nullptr;
+        } else if (open != nullptr) {
+            open->body += line + '\n';
+        } else if (fence) {
             parsed.blocks.push_back({line.substr(3), "", paragraph});
             open = &parsed.blocks.back();
             paragraph.clear();
-            continue;
+        } else {
+            parsed.prose.push_back(line);
+            if (line.find_first_not_of(' ') == std::string::npos) {
+                ended = true;
+            } else {
+                paragraph = (ended ? "" : paragraph) + line + '\n';
+                ended = false;
+            }
         }
-        parsed.prose.push_back(line);
-        if (line.find_first_not_of(' ') == std::string::npos) {
-            ended = true;
-            continue;
-        }
-        if (ended) {
-            paragraph.clear();
-            ended = false;
-        }
-        paragraph += line + '\n';
     }
     return parsed;
 }
@@ -260,9 +254,9 @@ struct Command {
     int expectedExit = 0;
 };
 
-// The lines of every ```sh block, with "# exit N" markers read and other comments dropped.
-std::vector<Command> shellCommands(const std::vector<Block>& blocks) {
-    std::vector<Command> commands;
+// Adds the lines of every ```sh block, with "# exit N" markers read and other comments dropped.
+// A command shown on two pages runs once.
+void addShellCommands(const std::vector<Block>& blocks, std::vector<Command>& commands) {
     for (const Block& block : blocks) {
         if (block.language != "sh") {
             continue;
@@ -280,24 +274,18 @@ std::vector<Command> shellCommands(const std::vector<Block>& blocks) {
             command.text.erase(command.text.find_last_not_of(' ') + 1);
             std::istringstream words(command.text);
             command.words.assign(std::istream_iterator<std::string>(words), {});
-            if (!command.words.empty()) {
+            const auto same = [&](const Command& c) { return c.text == command.text; };
+            if (!command.words.empty() && std::none_of(commands.begin(), commands.end(), same)) {
                 commands.push_back(command);
             }
         }
     }
-    return commands;
 }
 
 TEST(Readme, EveryCommandRunsAsWritten) {
-    // A command shown on two pages runs once.
     std::vector<Command> commands;
     for (const Document& document : documents(VANTO_SOURCE_DIR)) {
-        for (const Command& command : shellCommands(parse(document.text).blocks)) {
-            const auto same = [&](const Command& c) { return c.text == command.text; };
-            if (std::none_of(commands.begin(), commands.end(), same)) {
-                commands.push_back(command);
-            }
-        }
+        addShellCommands(parse(document.text).blocks, commands);
     }
     ASSERT_FALSE(commands.empty());
 
