@@ -447,6 +447,10 @@ TEST_F(ResilientUnitTest, AMisbehavingUnitGivesAStatusAndTheNextCallGoesOn) {
     ASSERT_EQ(vanto_receipt_add_text(receipt.get(), "x", 0, 0, 0), VANTO_OK);
     EXPECT_EQ(vanto_print_and_wait(v, receipt.get(), 60000, nullptr), VANTO_OK) << lastError();
     EXPECT_TRUE(lines.has("Printer completed."));
+
+    // A unit that hangs up on every caller as it answers the phone.
+    ASSERT_EQ(vanto_emulator_set_refuse_connections(unit.get(), 1), VANTO_OK);
+    EXPECT_EQ(vanto_cash_drawer_status(v, &drawer), VANTO_ERROR_CONNECTION_LOST) << lastError();
 }
 
 // A printer that is not ready holds every receipt in the queue: a wait that runs out loses
@@ -489,6 +493,9 @@ TEST_F(ResilientUnitTest, WaitingReceiptsCanBeCancelledAndHearSoBeforeTheCallRet
     waiter.join();
     EXPECT_EQ(waited, VANTO_ERROR_CANCELLED);
     EXPECT_EQ(report.cancelled, 1);
+    int64_t printed = -1;
+    ASSERT_EQ(vanto_emulator_receipt_count(unit.get(), &printed), VANTO_OK);
+    EXPECT_EQ(printed, 0);
 }
 
 // ---------------------------------------------------------------------------------------------
