@@ -30,15 +30,14 @@ def run(command: List[str], env: Dict[str, str] | None = None) -> subprocess.Com
     return subprocess.run(command, capture_output=True, text=True, timeout=180, env=env)
 
 
-def compiled(command: List[str]) -> None:
+def compiled(command: List[str]) -> str:
     built = run(command, env=WITH_PKG_CONFIG)
     assert built.returncode == 0, built.stdout + built.stderr
+    return built.stdout
 
 
 def pkg_config(package: str) -> List[str]:
-    flags = run(["pkg-config", "--cflags", "--libs", package], env=WITH_PKG_CONFIG)
-    assert flags.returncode == 0, flags.stderr
-    return flags.stdout.split()
+    return compiled(["pkg-config", "--cflags", "--libs", package]).split()
 
 
 def c_example(out: Path) -> List[str]:
@@ -56,12 +55,9 @@ def csharp_example(out: Path) -> List[str]:
     return ["mono", str(out / "PrintReceipt.exe")]
 
 
-def python_example(out: Path) -> List[str]:
-    return [sys.executable, str(SOURCE / "examples" / "python" / "print_receipt.py")]
-
-
 EXAMPLES: Dict[str, Callable[[Path], List[str]]] = {
-    "c": c_example, "csharp": csharp_example, "python": python_example}
+    "c": c_example, "csharp": csharp_example,
+    "python": lambda _: [sys.executable, str(SOURCE / "examples" / "python" / "print_receipt.py")]}
 
 
 @pytest.fixture(scope="module", params=EXAMPLES.keys())

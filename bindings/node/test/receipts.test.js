@@ -25,8 +25,7 @@ test('a receipt is built by chained calls and composed by the library', () => {
         .addSeparator('=')
         .addFeed(2)
         .addBarcode('000123', { type: vc.BarcodeType.CODE39, hri: vc.BarcodeHri.BOTH });
-    assert.equal(receipt.length, 6);
-    assert.deepEqual([receipt.cut, receipt.headerFeed, receipt.footerFeed], [vc.CutType.PARTIAL, 0, 3]);
+    assert.deepEqual([receipt.length, receipt.cut, receipt.footerFeed], [6, vc.CutType.PARTIAL, 3]);
     const bytes = receipt.compose();
     assert.ok(Buffer.isBuffer(bytes) && bytes.includes('CORNER CAFE'));
     assert.match(vc.previewText(receipt), /CORNER CAFE[^]*Flat white +3\.20[^]*partial cut/);
@@ -41,9 +40,7 @@ test('a bad argument throws TypeError or RangeError naming it, and adds nothing'
         [() => receipt.addFeed(128), RangeError, /line 1: lines: must lie in 0\.\.\.127, not 128/],
         [() => receipt.addBarcode('12', { height: NaN }), RangeError, /height must be a finite number/],
         [() => receipt.addImage({}), TypeError, /image must be an Image/],
-        [() => new vc.Receipt({ headerFeed: -1 }), RangeError, /headerFeed/],
         [() => { receipt.footerFeed = 200; }, RangeError, /footerFeed/],
-        [() => vc.previewText('receipt'), TypeError, /receipt must be a Receipt/],
     ];
     for (const [call, kind, message] of cases) {
         assert.throws(call, (error) => error instanceof kind && message.test(error.message), String(message));
@@ -53,12 +50,10 @@ test('a bad argument throws TypeError or RangeError naming it, and adds nothing'
 });
 
 test('receipt files read as vanto print reads them, from a file, an object or JSON text', () => {
-    const fromFile = vc.Receipt.fromFile(path.join(EXAMPLES, 'cafe.json'));
-    assert.ok(fromFile.length > 0);
     const json = require(path.join(EXAMPLES, 'kitchen-order.json'));
-    const fromObject = vc.Receipt.fromJSON(json, { baseDir: EXAMPLES });
-    const fromText = vc.Receipt.fromJSON(JSON.stringify(json), { baseDir: EXAMPLES });
-    assert.deepEqual(fromObject.compose(), fromText.compose());
+    const fromFile = vc.Receipt.fromFile(path.join(EXAMPLES, 'kitchen-order.json')).compose();
+    assert.deepEqual(vc.Receipt.fromJSON(json, { baseDir: EXAMPLES }).compose(), fromFile);
+    assert.deepEqual(vc.Receipt.fromJSON(JSON.stringify(json), { baseDir: EXAMPLES }).compose(), fromFile);
     assert.throws(() => vc.Receipt.fromFile(path.join(EXAMPLES, 'missing.json')), RangeError);
     assert.throws(() => vc.Receipt.fromJSON(7), TypeError);
 });
@@ -69,8 +64,7 @@ test('images come from files, encoded bytes or RGBA pixels, under the limits of 
     const encoded = vc.Image.fromBuffer(await vc.preview(new vc.Receipt().addText('logo')));
     assert.equal(encoded.width, 576);
     const raw = vc.Image.fromRGBA(2, 1, new Uint8Array([0, 0, 0, 255, 0, 0, 0, 0]).buffer);
-    const receipt = new vc.Receipt().addImage(file).addImage(encoded).addImage(raw);
-    assert.equal(receipt.length, 3);
+    assert.equal(new vc.Receipt().addImage(file).addImage(encoded).addImage(raw).length, 3);
     assert.throws(() => vc.Image.fromRGBA(2, 2, Buffer.alloc(8)), RangeError);
     assert.throws(() => vc.Image.fromBuffer(Buffer.from('not an image')), RangeError);
     assert.throws(() => new vc.Image(), TypeError);
@@ -83,7 +77,6 @@ test('a preview resolves to a PNG copied into JavaScript memory, and lets timers
     const timer = setInterval(() => ticks++, 1);
     const png = await vc.preview(receipt);
     clearInterval(timer);
-    assert.ok(Buffer.isBuffer(png));
     assert.deepEqual(png.subarray(0, 8), PNG_SIGNATURE);
     assert.ok(ticks > 0, 'the event loop stood still while the preview was drawn');
     // A copy: its memory is an ordinary ArrayBuffer that can be transferred.

@@ -1,8 +1,7 @@
 """Shared by the package's suite: the package's own fixture, the classic printer queue at a
 hundredth of its real intervals, a facade of each profile aimed at the emulated unit, and the
-receipts and ports the cases use."""
+receipts the cases use."""
 
-import socket
 import time
 from typing import Callable, Iterator
 
@@ -54,10 +53,3 @@ def receipt_saying(*lines: str) -> vc.Receipt:
     for line in lines:
         receipt.add_text(line)
     return receipt
-
-
-def unused_loopback_port() -> int:
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        port: int = probe.getsockname()[1]
-        return port

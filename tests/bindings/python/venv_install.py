@@ -102,15 +102,13 @@ def check_example(home: Path, env: Dict[str, str]) -> None:
 
 
 def check_wheel(wheel: Path, package_sources: List[str]) -> None:
-    # The package and its record, nothing of the C++ install (static library, headers, CMake
+    # The package, nothing of the C++ install (static library, headers, CMake
     # files), and the native module for this interpreter.
     names = zipfile.ZipFile(wheel).namelist()
     package = sorted(n for n in names if not n.startswith("vantoconnect-"))
     native = [n for n in package if n.endswith(".so")]
     assert len(native) == 1 and native[0].startswith("vantoconnect/_native."), package
     assert sorted(set(package) - set(native)) == sorted(package_sources), package
-    dist_info = sorted(n.split("/", 1)[1] for n in names if n.startswith("vantoconnect-"))
-    assert dist_info == ["METADATA", "RECORD", "WHEEL"], dist_info
 
 
 def main() -> int:
@@ -158,8 +156,6 @@ def main() -> int:
     before = files_below(site_packages(other / ".venv"))
     seconds = timed(INSTALL_WHEEL, other, env)
     print(f"pip install of the wheel: {seconds:.1f} s")
-    where = run(".venv/bin/python -c 'import vantoconnect as vc; print(vc.__file__)'", other, env)
-    assert where.startswith(str(site_packages(other / ".venv"))), where
     print(run(".venv/bin/python -m pytest -q -p no:cacheprovider test_my_pos.py", other, env)
           .strip().splitlines()[-1])
     check_uninstall_leaves_nothing(other, before, env)
