@@ -260,26 +260,6 @@ TEST_F(Cli, ImagesAreLaidOnWhitePaperAndTheLibrarysLinesStayOffStandardOutput) {
     EXPECT_NE(verbose.err.find("  | width : 288 pixels\n"), std::string::npos) << verbose.err;
 }
 
-// Every shipped receipt file previews as written, with no unit: a 576-dot PNG and the text.
-TEST_F(Cli, ExampleReceiptsPreview) {
-    // The suites' data folder sits two levels below the checkout.
-    const fs::path examples =
-        (fs::path(VANTO_TEST_DATA_DIR) / ".." / ".." / "examples" / "receipts").lexically_normal();
-    std::size_t previewed = 0;
-    for (const auto& entry : fs::directory_iterator(examples)) {
-        if (entry.path().extension() != ".json") {
-            continue;
-        }
-        const auto png = scratch / (entry.path().stem().string() + ".png");
-        const auto r = run({"preview", entry.path().string(), "-o", png.string(), "--text"}, false);
-        EXPECT_EQ(r.exitCode, 0) << entry.path() << ": " << r.err;
-        EXPECT_EQ(r.out.rfind("wrote " + png.string() + " (576 x ", 0), 0u) << r.out;
-        EXPECT_NE(r.out.find(" cut"), std::string::npos);
-        ++previewed;
-    }
-    EXPECT_GE(previewed, 3u);
-}
-
 TEST_F(Cli, EmulateServesUntilTerminatedAndRestartsOnHangUp) {
     const auto port = vantoconnect::testing::FakeUnit::unusedPort();
     const auto log = scratch / "emulate.log";
