@@ -33,9 +33,9 @@ ms() { echo $(($(date +%s%N) / 1000000)); }
 # npm 11 runs a dependency's install script only once the project approves it; older npm runs it
 # at once, and has no install-scripts command.
 install_into() {
-    local project=$1 spec=$2
+    local project=$1 source=$2
     mkdir -p "$project"
-    (cd "$project" && npm init -y >/dev/null && npm install --foreground-scripts "$spec" &&
+    (cd "$project" && npm init -y >/dev/null && npm install --foreground-scripts "$source" &&
         if npm install-scripts ls >/dev/null 2>&1; then
             npm install-scripts approve vantoconnect && npm rebuild --foreground-scripts vantoconnect
         fi)
