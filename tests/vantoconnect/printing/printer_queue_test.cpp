@@ -101,16 +101,6 @@ TEST_F(PrinterQueueTest, BusyPrinterCostsTheHeadReceiptAtTheThirtyFirstPoll) {
     EXPECT_EQ(console.count("Printer error: PRINTER_NOT_RESPONDING"), 2u);
 }
 
-TEST_F(PrinterQueueTest, ThirtyBusyPollsAreWaitedOut) {
-    for (int poll = 0; poll < 30; ++poll) {
-        unit.script(Reply::bytes(PRINTER_NOT_READY));
-    }
-    unit.script(Reply::bytes(PRINTER_READY));
-    unit.setDefaultReply(Reply::bytes(PRINT_ACKNOWLEDGED));
-    EXPECT_EQ(print("patience", 2), (Events{"started 127.0.0.1", "completed 127.0.0.1"}));
-    EXPECT_EQ(console.count("Rescheduling printing of remaining receipts: 1"), 30u);
-}
-
 // A transmission under way counts as unavailable without asking; a status query that fails
 // drops the head receipt at once.
 TEST_F(PrinterQueueTest, TransmissionUnderWayWaitsAndAFailingStatusQueryDropsAtOnce) {

@@ -156,15 +156,6 @@ TEST(ReceiptModelLock, CompositionOnAnotherThreadSeesOneWholeStateOfTheReceipt) 
     EXPECT_EQ(composer.compose(*receipt).size(), 1u + 2u + 50u + 2u);
 }
 
-// getLines hands out the list as it is: later additions do not reach a list already taken.
-TEST(ReceiptModelLock, LinesAreHandedOutAsACopy) {
-    VantoReceipt receipt;
-    receipt.addLine(feed(1));
-    const auto lines = receipt.getLines();
-    receipt.addLine(feed(2));
-    EXPECT_EQ(lines.size(), 1u);
-}
-
 TEST(ComposedLines, GiveExactlyTheseGroupsOrStop) {
     const Bytes left = b({0x1B, 0x61, 0x30});
     const Bytes lf = b({0x0A});

@@ -6,7 +6,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/support/Eventually.hpp"
@@ -205,23 +204,6 @@ TEST(ResilientExchanges, DescriptorsStayFlatAndHighNumbersWork) {
     }
     const LowDescriptorsTaken low;
     EXPECT_TRUE(resilient.manager->deliver(PACKET, true).delivered);
-}
-
-// Closing the facade ends a wait on a silent unit at once, not when its read limit runs out.
-TEST(ResilientExchanges, TheStopSignalEndsAWaitAtOnce) {
-    FakeUnit unit;
-    Resilient resilient(unit.port(), 30s);
-    std::thread closer([&] {
-        unit.waitForRequests(1);
-        resilient.stop->raise();
-    });
-    const auto start = Clock::now();
-    const WriteOutcome outcome = resilient.manager->deliver(PACKET, true);
-    closer.join();
-    EXPECT_LT(Clock::now() - start, 5s);
-    EXPECT_EQ(outcome.failure, "the facade was closed");
-    EXPECT_EQ(outcome.unanswered, 1) << "it went out before the facade closed: it may print";
-    EXPECT_EQ(unit.connectionCount(), 1u);
 }
 
 }  // namespace

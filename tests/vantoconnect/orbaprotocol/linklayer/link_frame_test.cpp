@@ -37,14 +37,6 @@ Codec configured(bool crc, std::int64_t lengthSize) {
     return codec;
 }
 
-CRC bytewise(const Bytes& data) {
-    CRC crc;
-    for (std::int8_t b : data) {
-        crc.addToCRC(b);
-    }
-    return crc;
-}
-
 Bytes frameOf(LinkEncoder& encoder, const ByteLump& message) {
     const std::vector<ByteLump> out = encoder.processByteLump(message, 0);
     EXPECT_EQ(out.size(), 1u);
@@ -112,16 +104,6 @@ class CodecPaths : public ::testing::TestWithParam<bool> {
 INSTANTIATE_TEST_SUITE_P(Both, CodecPaths, ::testing::Bool(),
                          [](const auto& info) { return info.param ? "portable" : "automatic"; });
 
-TEST(CrcValue, CheckValueAndBytesCountByTheirBitPattern) {
-    const CRC check = bytewise(wire({'1', '2', '3', '4', '5', '6', '7', '8', '9'}));
-    EXPECT_EQ(check.getUpperByte(), 0x31);
-    EXPECT_EQ(check.getLowerByte(), -61);  // 0xC3
-    // 0xFF is the one byte whose value from 0 is 0x1EF0; -1 must not be sign-spread.
-    const CRC high = bytewise(wire({0xFF}));
-    EXPECT_EQ(high.getUpperByte(), 0x1E);
-    EXPECT_EQ(high.getLowerByte(), -16);
-}
-
 // The console line of every frame is held against a reference in the round trip below.
 TEST_P(CodecPaths, EncoderFramesWithTheirChecksum) {
     const std::pair<ByteLump, Bytes> cases[] = {
@@ -134,28 +116,6 @@ TEST_P(CodecPaths, EncoderFramesWithTheirChecksum) {
     for (const auto& [message, frame] : cases) {
         auto encoder = configured<LinkEncoder>(true, L12);
         EXPECT_EQ(frameOf(encoder, message), frame) << ByteLump(frame).toString();
-    }
-}
-
-TEST(LinkEncoderFrame, LengthFieldIsEncodedAndEscaped) {
-    const struct {
-        std::int64_t lengthSize;
-        std::size_t n;
-        Bytes header;  // start byte and length field as sent
-    } cases[] = {
-        {L12, 127, wire({0x02, 0x7F})},
-        {L12, 128, wire({0x02, 0x80, 0x01})},
-        {L12, 300, wire({0x02, 0xAC, 0x10, 0x42})},
-        {L12, 0x802, wire({0x02, 0x82, 0x10, 0x50})},
-        {L8, 16, wire({0x02, 0x10, 0x50})},
-        {L8, 256, wire({0x02, 0x00})},
-    };
-    testing::ConsoleCapture console;
-    for (const auto& c : cases) {
-        SCOPED_TRACE("length size " + std::to_string(c.lengthSize) + ", " + std::to_string(c.n));
-        const Bytes message(c.n, 0x41);
-        auto encoder = configured<LinkEncoder>(false, c.lengthSize);
-        EXPECT_EQ(frameOf(encoder, ByteLump(message)), concat(c.header, message));
     }
 }
 
