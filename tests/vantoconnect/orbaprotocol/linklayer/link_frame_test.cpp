@@ -104,6 +104,22 @@ class CodecPaths : public ::testing::TestWithParam<bool> {
 INSTANTIATE_TEST_SUITE_P(Both, CodecPaths, ::testing::Bool(),
                          [](const auto& info) { return info.param ? "portable" : "automatic"; });
 
+// The checksum's standard check value pins the algorithm for the library and the emulated unit
+// alike, which check frames with code of their own; 0xFF counts by its bit pattern, never
+// sign-spread.
+TEST(CrcValue, CheckValueAndBytesCountByTheirBitPattern) {
+    auto crcOf = [](const Bytes& data) {
+        CRC crc;
+        for (std::int8_t b : data) {
+            crc.addToCRC(b);
+        }
+        return std::pair{crc.getUpperByte(), crc.getLowerByte()};
+    };
+    EXPECT_EQ(crcOf(wire({'1', '2', '3', '4', '5', '6', '7', '8', '9'})),
+              (std::pair<std::int8_t, std::int8_t>{0x31, -61}));                       // 0x31C3
+    EXPECT_EQ(crcOf(wire({0xFF})), (std::pair<std::int8_t, std::int8_t>{0x1E, -16}));  // 0x1EF0
+}
+
 // The console line of every frame is held against a reference in the round trip below.
 TEST_P(CodecPaths, EncoderFramesWithTheirChecksum) {
     const std::pair<ByteLump, Bytes> cases[] = {
