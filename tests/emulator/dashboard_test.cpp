@@ -1,6 +1,6 @@
 // The dashboard's parts that HTTP does not reach from outside: who is let in (IPv6 forms, other
-// ports, non-loopback binds), the event feed a slow stream reads, the listeners beside the
-// owner's, fault changes reaching the unit, and the server's life with the unit's.
+// ports, non-loopback binds), the event feed a slow stream reads, fault changes reaching the
+// unit, and the server's life with the unit's.
 
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -16,7 +16,6 @@
 #include "emulator/DashboardApi.hpp"
 #include "emulator/DashboardFeed.hpp"
 #include "emulator/EmulatedUnit.hpp"
-#include "emulator/EventLog.hpp"
 
 namespace {
 
@@ -72,23 +71,6 @@ TEST(DashboardFeed, AStreamThatFallsBehindSkipsToTheOldestKeptAndCloseWakesIt) {
     EXPECT_TRUE(feed.after(0, 0ms).empty());
 }
 
-TEST(EventLogListeners, TheOwnersListenerIsReplacedWhileOthersKeepTheirs) {
-    EventLog log("");
-    int owner1 = 0, owner2 = 0, other = 0;
-    log.setListener([&](const UnitEvent&) { ++owner1; });
-    const auto id = log.addListener([&](const UnitEvent&) { ++other; });
-    log.record("a");
-    log.setListener([&](const UnitEvent&) { ++owner2; });
-    log.record("b");
-    log.removeListener(id);
-    log.record("c");
-    log.setListener({});
-    log.record("d");
-    EXPECT_EQ(owner1, 1);
-    EXPECT_EQ(owner2, 2);
-    EXPECT_EQ(other, 2);
-}
-
 class DashboardUnit : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -122,26 +104,6 @@ TEST_F(DashboardUnit, ARestartIsRefusedWhole) {
     EXPECT_NE(DashboardApi::restart(*unit, {{"downtimeMs", -1}}), "");
     EXPECT_NE(DashboardApi::restart(*unit, {{"downtimeMs", 10}, {"now", true}}), "");
     EXPECT_EQ(unit->snapshot().restarts, 0u);
-}
-
-TEST_F(DashboardUnit, ReceiptsListNewestFirstAndOnlyThoseAfterTheOnesShown) {
-    for (int n = 0; n < 3; ++n) {
-        // Printer channel, switch data with tag 1, then the end of the job.
-        unit->handleMessage(std::vector<std::uint8_t>{0x12, 0x02, 0x4E, 0x01, 'h', 'i', '\n'});
-        unit->handleMessage(std::vector<std::uint8_t>{0x12, 0x02, 0x4E, 0x00, 0x00});
-    }
-    ASSERT_TRUE(unit->waitForReceipts(3, 10s));
-    const auto all = DashboardApi::receipts(*unit);
-    ASSERT_EQ(all["receipts"].size(), 3u);
-    EXPECT_EQ(all["receipts"][0]["number"], 3);
-    EXPECT_EQ(all["receipts"][2]["number"], 1);
-    EXPECT_EQ(all["oldest"], 1);
-    // Without pixels there is no picture to link, only the text.
-    EXPECT_TRUE(all["receipts"][0]["png"].is_null());
-    EXPECT_EQ(all["receipts"][0]["txt"], "/api/receipts/3.txt");
-    const auto newer = DashboardApi::receipts(*unit, 2);
-    ASSERT_EQ(newer["receipts"].size(), 1u);
-    EXPECT_EQ(newer["receipts"][0]["number"], 3);
 }
 
 TEST_F(DashboardUnit, TheDashboardStopsAndStartsWithTheUnit) {

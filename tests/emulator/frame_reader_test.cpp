@@ -68,20 +68,6 @@ TEST(FrameReader, ReadsEveryLengthFormWithAndWithoutCrc) {
     }
 }
 
-TEST(FrameReader, CompletesAFrameSplitAtEveryPosition) {
-    const Bytes small{0x1C, 0x02, 0x10, 0x02};
-    const Bytes stream = encode(message(200), Form::Bits12) + encode(small, Form::Bits12);
-    for (std::size_t cut = 0; cut <= stream.size(); ++cut) {
-        SCOPED_TRACE(cut);
-        FrameReader reader;
-        auto first = reader.feed(std::span(stream).first(cut));
-        const auto second = reader.feed(std::span(stream).subspan(cut));
-        first.frames.insert(first.frames.end(), second.frames.begin(), second.frames.end());
-        EXPECT_EQ(first.frames, (std::vector<Bytes>{message(200), small}));
-        EXPECT_TRUE(first.errors.empty() && second.errors.empty());
-    }
-}
-
 TEST(FrameReaderErrors, EachFaultIsReportedWhereSeenAndTheNextGoodFrameStillRead) {
     const Bytes badCrc = FrameWriter::frame(message(20), true);
     Bytes cutShort = encode(message(40), Form::Bits12);

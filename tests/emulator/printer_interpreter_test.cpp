@@ -40,19 +40,9 @@ TEST(PrinterInterpreterElements, RasterBandKeepsItsDotsAndSwallowsItsLineFeed) {
     EXPECT_FALSE(r.dot(1, 22));
 }
 
-TEST(PrinterInterpreterIssues, UnknownBytesAreKeptWithTheirOffset) {
-    const auto doc = PrinterInterpreter::interpret(text("ab") + Bytes{0x07, 0x1B, 0x7A} +
-                                                   Bytes{0x1D, 0x99, 0x1F, 0x00, 0x0A});
-    ASSERT_EQ(doc.issues.size(), 4u);
-    EXPECT_EQ(doc.issues[0].offset, 2u);
-    EXPECT_EQ(doc.issues[1].offset, 3u);
-    EXPECT_EQ(doc.issues[2].offset, 5u);
-    EXPECT_EQ(doc.issues[3].offset, 7u);
-    ASSERT_EQ(doc.all<TextLine>().size(), 1u);
-    EXPECT_EQ(doc.all<TextLine>()[0].text(), "ab");
-}
-
-TEST(PrinterInterpreterIssues, CutShortOrUnprintableTailsAreReportedAtTheirStart) {
+// Unknown bytes are kept in place and reading goes on after them; a tail cut short or that the
+// printer cannot print is reported where it starts.
+TEST(PrinterInterpreterIssues, UnknownCutShortOrUnprintableBytesAreReportedAtTheirStart) {
     struct Case {
         Bytes tail;
         std::size_t lines = 1;
@@ -62,7 +52,9 @@ TEST(PrinterInterpreterIssues, CutShortOrUnprintableTailsAreReportedAtTheirStart
           Case{{0x1B, 0x2A, 0x20, 0x02}}, Case{{0x1B, 0x2A, 0x20, 0x02, 0x00, 0x00}},
           Case{{0x1D, 0x6B, 0x04, 0x41}},
           Case{{0x1D, 0x6B, 0x07, '9', '9', 0x00}},  // a barcode system the printer lacks
-          Case{text("tail"), 2}}) {                  // text never ended by a line feed
+          Case{text("tail"), 2},                     // text never ended by a line feed
+          Case{Bytes{0x07} + text("ab\n"), 2}, Case{Bytes{0x1B, 0x7A} + text("ab\n"), 2},
+          Case{Bytes{0x1D, 0x99} + text("ab\n"), 2}, Case{Bytes{0x1F, 0x00} + text("ab\n"), 2}}) {
         SCOPED_TRACE(::testing::PrintToString(c.tail));
         const auto doc = PrinterInterpreter::interpret(text("ok\n") + c.tail);
         ASSERT_EQ(doc.issues.size(), 1u);
