@@ -65,8 +65,8 @@ TEST(ResponseClassification, TypeStateByteAndOrderOfPreferenceSelectTheAnswer) {
         {corrupted, R::UNKNOWN},
     };
     for (std::size_t i = 0; i < std::size(cases); ++i) {
-        EXPECT_EQ(ResponseMatcher().processResponseFromVanto(cases[i].read), cases[i].expected)
-            << "case " << i;
+        SCOPED_TRACE("case " + std::to_string(i) + ", " + std::string(toString(cases[i].expected)));
+        EXPECT_EQ(ResponseMatcher().processResponseFromVanto(cases[i].read), cases[i].expected);
     }
 }
 
