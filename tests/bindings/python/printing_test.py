@@ -13,7 +13,7 @@ import vantoconnect as vc
 from conftest import receipt_saying
 
 
-def test_callbacks_come_from_library_threads_in_order_before_the_report(
+def test_callbacks_come_from_library_threads_and_a_printer_in_error_costs_the_receipt(
     unit: vc.Emulator, vanto: vc.Vanto
 ) -> None:
     heard: List[Tuple[str, str, bool]] = []
@@ -28,6 +28,13 @@ def test_callbacks_come_from_library_threads_in_order_before_the_report(
     assert report.all_acknowledged and report.packets_sent == report.packets_acknowledged == 1
     assert heard == [("started", "127.0.0.1", True), ("completed", "127.0.0.1", True)]
     assert unit.wait_for_receipts(1) and unit.receipts[-1].data == receipt.compose()
+
+    unit.printer_state = "error"
+    errors: List[vc.VantoError] = []
+    dropped = vanto.print(receipt_saying("cover open"), on_error=errors.append).exception(30)
+    assert isinstance(dropped, vc.PrinterNotResponding) and dropped.code == 1
+    assert dropped.report is not None and dropped.report.packets_sent == 0
+    assert [type(e) for e in errors] == [vc.PrinterNotResponding] and len(unit.receipts) == 1
 
 
 def test_user_code_failing_on_a_library_thread_is_unraisable_and_printing_goes_on(
@@ -52,17 +59,6 @@ def test_user_code_failing_on_a_library_thread_is_unraisable_and_printing_goes_o
     assert report.all_acknowledged and "Adding a new receipt..." in lines
     assert {str(entry.exc_value) for entry in unraisable} == {"sink broke", "callback broke"}
     assert any(entry.object is completed for entry in unraisable)
-
-
-def test_a_printer_in_error_costs_the_receipt_with_printer_not_responding(
-    unit: vc.Emulator, vanto: vc.Vanto
-) -> None:
-    unit.printer_state = "error"
-    errors: List[vc.VantoError] = []
-    dropped = vanto.print(receipt_saying("cover open"), on_error=errors.append).exception(30)
-    assert isinstance(dropped, vc.PrinterNotResponding) and dropped.code == 1
-    assert dropped.report is not None and dropped.report.packets_sent == 0
-    assert [type(e) for e in errors] == [vc.PrinterNotResponding] and unit.receipts == []
 
 
 # Waits on a unit that takes connections and never answers, then exits with status 7; the

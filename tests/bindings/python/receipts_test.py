@@ -39,7 +39,7 @@ def test_receipt_file_is_read_from_a_path_or_as_text_with_its_images_found() -> 
         vc.Receipt.from_json(str(EXAMPLES / "missing.json"))
 
 
-def test_previews_show_what_the_bytes_say() -> None:
+def test_previews_show_what_the_bytes_say_and_read_back_as_images(tmp_path: pathlib.Path) -> None:
     receipt = vc.Receipt(footer_feed=0)
     receipt.add_text("HARBOUR CAFE", position=vc.TextPosition.CENTER)
     receipt.add_price("Flat white", "3.20")
@@ -48,6 +48,12 @@ def test_previews_show_what_the_bytes_say() -> None:
     png = vc.preview(receipt)
     assert png[:8] == b"\x89PNG\r\n\x1a\n"
     assert int.from_bytes(png[16:20], "big") == 576  # the paper's width in dots
+    file = tmp_path / "preview.png"
+    file.write_bytes(png)
+    for image in (vc.Image.from_bytes(memoryview(png)), vc.Image.from_file(file)):
+        assert image.width == 576 and image.height > 0
+    with pytest.raises(ValueError, match="no image file"):
+        vc.Image.from_file(tmp_path / "absent.png")
 
 
 def composed_with(image: vc.Image) -> bytes:
@@ -56,20 +62,9 @@ def composed_with(image: vc.Image) -> bytes:
     return receipt.compose()
 
 
-def test_images_come_from_files_bytes_and_pixels_laid_on_paper_unless_declined(
-    tmp_path: pathlib.Path,
-) -> None:
+def test_pixels_are_laid_on_white_paper_unless_declined() -> None:
     width, height = 6, 4
     clear = bytes(4 * width * height)
     white = composed_with(vc.Image.from_rgba(width, height, bytes([255] * 4 * width * height)))
     assert composed_with(vc.Image.from_rgba(width, height, clear)) == white
     assert composed_with(vc.Image.from_rgba(width, height, bytearray(clear), flatten=False)) != white
-
-    logo = vc.Receipt()
-    logo.add_text("logo")
-    png = vc.preview(logo)
-    (tmp_path / "logo.png").write_bytes(png)
-    for image in (vc.Image.from_bytes(memoryview(png)), vc.Image.from_file(tmp_path / "logo.png")):
-        assert image.width == 576 and image.height > 0
-    with pytest.raises(ValueError, match="no image file"):
-        vc.Image.from_file(tmp_path / "absent.png")

@@ -17,9 +17,8 @@ import shutil
 import subprocess
 import sys
 import time
-import zipfile
 from pathlib import Path
-from typing import Dict, List, Set
+from typing import Dict, Set
 
 # The Python guide's commands (docs/python.md), as it shows them; each must appear in it word for
 # word.
@@ -101,16 +100,6 @@ def check_example(home: Path, env: Dict[str, str]) -> None:
     assert result["paper"].splitlines()[0].strip() == "CORNER CAFE", result["paper"]
 
 
-def check_wheel(wheel: Path, package_sources: List[str]) -> None:
-    # The package, nothing of the C++ install (static library, headers, CMake
-    # files), and the native module for this interpreter.
-    names = zipfile.ZipFile(wheel).namelist()
-    package = sorted(n for n in names if not n.startswith("vantoconnect-"))
-    native = [n for n in package if n.endswith(".so")]
-    assert len(native) == 1 and native[0].startswith("vantoconnect/_native."), package
-    assert sorted(set(package) - set(native)) == sorted(package_sources), package
-
-
 def main() -> int:
     checkout, work = Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve()
     readme = (checkout / "docs" / "python.md").read_text()
@@ -141,9 +130,6 @@ def main() -> int:
     assert len(wheels) == 1, wheels
     size = wheels[0].stat().st_size
     print(f"pip wheel after it: {seconds:.1f} s, {wheels[0].name}: {size} bytes")
-    package_sources = sorted(
-        f"vantoconnect/{p.name}" for p in (clone / "bindings/python/vantoconnect").iterdir())
-    check_wheel(wheels[0], package_sources)
     check_uninstall_leaves_nothing(clone, before, env)
 
     # Another machine: the wheel and the app's tests, no checkout and no build.
