@@ -20,25 +20,28 @@ UnitServer::UnitServer(asio::io_context& io, EventLog& log, Options options, Fra
       mRestartTimer(io) {}
 
 void UnitServer::start() {
-    std::promise<void> started;
+    // The failure crosses threads as text and becomes an exception on the caller's thread, so no
+    // exception object is shared between threads: its reference count lives in the standard
+    // library, where the race checker cannot see the hand-over.
+    std::promise<std::string> started;
     auto result = started.get_future();
     asio::post(mIo, [this, &started] {
+        std::string failure;
         try {
-            if (!mStopped) {
-                started.set_value();
-                return;
+            if (mStopped) {
+                listen();
+                mStopped = false;
+                mLog.record("listening", {{"address", mOptions.bind}, {"port", mPort.load()}});
             }
-            listen();
-            mStopped = false;
-            mLog.record("listening", {{"address", mOptions.bind}, {"port", mPort.load()}});
-            started.set_value();
         } catch (const std::exception& e) {
-            started.set_exception(std::make_exception_ptr(
-                std::runtime_error("cannot listen on " + mOptions.bind + ":" +
-                                   std::to_string(mOptions.port) + ": " + e.what())));
+            failure = "cannot listen on " + mOptions.bind + ":" + std::to_string(mOptions.port) +
+                      ": " + e.what();
         }
+        started.set_value(std::move(failure));
     });
-    result.get();
+    if (const std::string failure = result.get(); !failure.empty()) {
+        throw std::runtime_error(failure);
+    }
 }
 
 void UnitServer::listen() {
