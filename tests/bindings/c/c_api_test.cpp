@@ -155,7 +155,7 @@ TEST(CApi, RefusalsAreInvalidWithTheReasonAndChangeNothing) {
 
 // The C API adds checks, never a second behaviour: a receipt built call by call composes to the
 // bytes of the same receipt read from a file, so each argument lands where the file says.
-TEST(CApi, ComposesWhatTheSameReceiptFileSays) {
+TEST(CApi, ComposesWhatTheSameReceiptFileSaysAndDrawsItWithoutAUnit) {
     auto receipt = newReceipt();
     vanto_receipt_t* r = receipt.get();
     ASSERT_EQ(vanto_receipt_set_cut_type(r, VANTO_CUT_TYPE_PARTIAL), VANTO_OK);
@@ -186,6 +186,17 @@ TEST(CApi, ComposesWhatTheSameReceiptFileSays) {
         << lastError();
     Owned<vanto_receipt_t> owned(read);
     EXPECT_EQ(compose(r), compose(read));
+
+    char* text = nullptr;
+    ASSERT_EQ(vanto_receipt_preview_text(read, &text), VANTO_OK) << lastError();
+    Owned<char> ownedText(text);
+    EXPECT_NE(std::string(text).find("CORNER CAFE"), std::string::npos) << text;
+    uint8_t* png = nullptr;
+    size_t size = 0;
+    ASSERT_EQ(vanto_receipt_preview_png(read, &png, &size), VANTO_OK) << lastError();
+    Owned<uint8_t> ownedPng(png);
+    ASSERT_GT(size, 8u);
+    EXPECT_EQ(std::memcmp(png, "\x89PNG\r\n\x1a\n", 8), 0);
 
     vanto_receipt_t* bad = nullptr;
     EXPECT_EQ(vanto_receipt_from_json("{\"lines\": [", nullptr, &bad), VANTO_ERROR_INVALID);
