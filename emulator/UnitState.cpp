@@ -291,28 +291,26 @@ void UnitState::finishJobs(std::vector<PrintJob> jobs) {
 }
 
 void UnitState::expireJobs() {
-    std::vector<PrintJob> finished;
-    {
-        std::lock_guard lock(mMutex);
-        finished = mJobs.expire(PrintJobCollector::Clock::now());
-    }
-    finishJobs(std::move(finished));
+    finishJobsTaken(
+        [](PrintJobCollector& jobs) { return jobs.expire(PrintJobCollector::Clock::now()); });
 }
 
 void UnitState::restarted() {
-    std::vector<PrintJob> finished;
-    {
-        std::lock_guard lock(mMutex);
-        finished = mJobs.restart();
-    }
-    finishJobs(std::move(finished));
+    finishJobsTaken([](PrintJobCollector& jobs) { return jobs.restart(); });
 }
 
 void UnitState::stopped() {
+    finishJobsTaken([](PrintJobCollector& jobs) {
+        return jobs.cutOff("cut off: the unit stopped before the end of the job came");
+    });
+}
+
+void UnitState::finishJobsTaken(
+    const std::function<std::vector<PrintJob>(PrintJobCollector&)>& take) {
     std::vector<PrintJob> finished;
     {
         std::lock_guard lock(mMutex);
-        finished = mJobs.cutOff("cut off: the unit stopped before the end of the job came");
+        finished = take(mJobs);
     }
     finishJobs(std::move(finished));
 }

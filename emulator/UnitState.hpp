@@ -102,6 +102,8 @@ class UnitState {
     void ignore(std::span<const std::uint8_t> message, const std::string& reason,
                 FrameAnswer& answer);
     void finishJobs(std::vector<PrintJob> jobs);
+    // Takes jobs from the collector under the state's lock, then finishes them outside it.
+    void finishJobsTaken(const std::function<std::vector<PrintJob>(PrintJobCollector&)>& take);
     void applyIo(std::uint32_t mask, std::uint32_t values);
     void faultChanged(const std::string& what, nlohmann::json value);
 
